@@ -1,0 +1,40 @@
+# What `cmake --install` puts in place: the tools, the reader plug-ins, the writer library with its
+# CMake package and pkg-config file, and the public headers.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS ryx-profile-viewer ryx-profile-log RUNTIME)
+install(TARGETS RyxGpuProfilingReader RyxProfilingReader
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/ryx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(FILES events/profile_event.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ryx)
+
+# Hosts load the plug-ins with dlopen: all they build against is the interface's header.
+add_library(ryx_profile_log_reader INTERFACE)
+add_library(ryx::profile_log_reader ALIAS ryx_profile_log_reader)
+set_target_properties(ryx_profile_log_reader PROPERTIES EXPORT_NAME profile_log_reader)
+target_compile_features(ryx_profile_log_reader INTERFACE cxx_std_17)
+target_include_directories(ryx_profile_log_reader INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_link_libraries(ryx_profile_log_reader INTERFACE ${CMAKE_DL_LIBS})
+
+install(TARGETS ryx_profile_log_writer ryx_profile_log_reader EXPORT RyxProfileTargets ARCHIVE)
+set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/RyxProfile)
+install(EXPORT RyxProfileTargets NAMESPACE ryx:: DESTINATION ${packageDir})
+configure_package_config_file(cmake/RyxProfileConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/RyxProfileConfig.cmake
+  INSTALL_DESTINATION ${packageDir}
+  PATH_VARS CMAKE_INSTALL_LIBDIR)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/RyxProfileConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/RyxProfileConfig.cmake
+              ${PROJECT_BINARY_DIR}/RyxProfileConfigVersion.cmake
+        DESTINATION ${packageDir})
+
+# Relative to the .pc file, so that an installed tree may be moved.
+file(RELATIVE_PATH prefixFromPkgConfig
+  ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" prefixFromPkgConfig ${prefixFromPkgConfig})
+configure_file(cmake/ryx-profile.pc.in ${PROJECT_BINARY_DIR}/ryx-profile.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ryx-profile.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,77 @@
+#include "events/event_tree.h"
+
+#include <cstring>
+
+namespace ryx::profiling {
+namespace {
+
+constexpr uint64_t kBackendTimingSource = 1;
+
+template <typename Value>
+uint64_t bitsOf(Value value) {
+  uint64_t bits = 0;
+  std::memcpy(&bits, &value, sizeof value);
+  return bits;
+}
+
+}  // namespace
+
+std::string_view logText(const flatbuffers::String* text) {
+  // A verified text is followed by a NUL, so this ends within the chunk.
+  return text == nullptr ? std::string_view() : std::string_view(text->c_str());
+}
+
+void decodeEventValue(std::list<std::string>& stringValues, const Event& table, EventValue& value,
+                      std::vector<uint8_t>& bytes) {
+  const auto kind = table.value_kind();
+  if (!kind) return;
+  switch (*kind) {
+    case EventValueKind::INT64:
+      value = {EventDataType::Int64, static_cast<uint64_t>(table.int_value().value_or(0))};
+      return;
+    case EventValueKind::UINT64:
+      value = {EventDataType::Uint64, table.uint_value().value_or(0)};
+      return;
+    case EventValueKind::FLOAT32:
+      value = {EventDataType::Float32, bitsOf(table.float_value().value_or(0))};
+      return;
+    case EventValueKind::BYTES:
+      if (const auto* content = table.bytes_value())
+        bytes.insert(bytes.end(), content->begin(), content->end());
+      return;
+    case EventValueKind::FLOAT64:
+      value = {EventDataType::Float64, bitsOf(table.double_value().value_or(0))};
+      return;
+    case EventValueKind::STRING:
+      value = {EventDataType::String,
+               bitsOf(stringValues.emplace_back(logText(table.string_value())).c_str())};
+      return;
+  }
+}
+
+void buildEventList(std::list<std::string>& stringValues, const EventTables& tables,
+                    std::vector<ProfileEvent>& out) {
+  out.reserve(out.size() + tables.size());
+  for (const Event* table : tables) {
+    ProfileEvent& event = out.emplace_back();
+    if (const auto* nested = table->nested_events())
+      buildEventList(stringValues, *nested, event.subEvents);
+    decodeEventValue(stringValues, *table, event.value, event.bytes);
+    // Constructed, not assigned: assigning to an empty string reserves more than it holds.
+    const auto* identifier = table->identifier();
+    event.identifier = std::string(identifier != nullptr ? logText(identifier) : "null");
+    if (const auto* fileName = table->file_name())
+      event.payloadFileName = std::string(logText(fileName));
+    event.eventType = table->event_type().value_or(0);
+    event.unit = table->unit().value_or(0);
+    event.timestamp = table->timestamp().value_or(0);
+    event.timingSource = kBackendTimingSource;
+  }
+}
+
+void buildMessageEvents(std::list<std::string>& stringValues, const Message& message,
+                        std::vector<ProfileEvent>& out) {
+  if (const auto* tables = message.events()) buildEventList(stringValues, *tables, out);
+}
+
+}  // namespace ryx::profiling

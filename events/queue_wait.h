@@ -1,0 +1,22 @@
+// The queue waits inside host round trips, which the reports subtract from the round-trip times.
+
+#ifndef RYX_EVENTS_QUEUE_WAIT_H
+#define RYX_EVENTS_QUEUE_WAIT_H
+
+#include <string>
+
+#include "events/profile_data.h"
+
+namespace ryx::profiling {
+
+/// Fills the queue-wait lists of `data` from its executions and statistics. Every execution must
+/// have exactly one queue-wait event; a list for which one has none or several is left empty, and
+/// a line that says so is appended to `notes`.
+void collectQueueWaits(ProfileData& data, std::string& notes);
+
+/// The mean of a graph's queue waits in whole microseconds; 0 when there is none.
+uint64_t meanQueueWait(const GraphQueueWaits& waits);
+
+}  // namespace ryx::profiling
+
+#endif

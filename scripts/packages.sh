@@ -1,0 +1,8 @@
+# The Debian packages that this project needs; sourced by the other scripts.
+# shellcheck shell=bash disable=SC2034
+
+build_packages=(
+  g++ cmake ninja-build
+  flatbuffers-compiler libflatbuffers-dev rapidjson-dev libcli11-dev
+)
+test_packages=(libgtest-dev binutils pkg-config)

@@ -1,0 +1,56 @@
+// Writes a log with the installed library and reads it back through the installed plug-in.
+// Arguments: the log to write.
+
+#include <dlfcn.h>
+#include <ryx/profile_log_reader.h>
+#include <ryx/profile_log_writer.h>
+
+#include <iostream>
+#include <string>
+
+namespace {
+
+bool writeLog(const std::string& path) {
+  ryx::profiling::HeaderRecord header;
+  header.backendVersion = "consumer-1.2.3";
+  ryx::profiling::MessageRecord message;
+  message.method = ryx::profiling::ProfiledMethod::Execute;
+  message.text = "graph";
+  message.start = 10;
+  message.end = 30;
+
+  ryx::profiling::ProfileLogWriter log;
+  const bool good =
+      log.open(path) && log.setHeader(header) && log.addMessage(message) && log.close();
+  if (!good) std::cerr << log.error() << '\n';
+  return good;
+}
+
+bool readLog(const std::string& path) {
+  void* plugin = dlopen(PLUGIN_DIR "/libRyxProfilingReader.so", RTLD_NOW | RTLD_LOCAL);
+  if (plugin == nullptr) {
+    std::cerr << dlerror() << '\n';
+    return false;
+  }
+  const auto create =
+      reinterpret_cast<decltype(&ryx::profiling::createReader)>(dlsym(plugin, "createReader"));
+  const auto destroy =
+      reinterpret_cast<decltype(&ryx::profiling::deleteReader)>(dlsym(plugin, "deleteReader"));
+  if (create == nullptr || destroy == nullptr) return false;
+
+  ryx::profiling::ProfileLogReader* reader = create(path, ryx::profiling::VisibilityLevel{1});
+  const bool good = reader->readLogFile(false);
+  const std::string details = reader->getHeaderDetails();
+  destroy(reader);
+  dlclose(plugin);
+  if (good && details.find("consumer-1.2.3") != std::string::npos) return true;
+  std::cerr << "the log does not read back: " << details << '\n';
+  return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  return writeLog(argv[1]) && readLog(argv[1]) ? 0 : 1;
+}

@@ -1,0 +1,50 @@
+// Reader plug-ins: finding one, loading it, and making readers with it.
+
+#ifndef RYX_VIEWER_PLUGIN_H
+#define RYX_VIEWER_PLUGIN_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ryx/logging.h"
+#include "ryx/profile_log_reader.h"
+
+namespace ryx::viewer {
+
+using ReaderPointer =
+    std::unique_ptr<profiling::ProfileLogReader, decltype(&profiling::deleteReader)>;
+
+/// A loaded plug-in. It stays loaded until the process ends, so readers may outlive this object.
+class Plugin {
+ public:
+  /// Loads the plug-in called `fileName`: the one beside the executable, else the one in ../lib
+  /// from there, else what the loader finds. The first that exists is taken; one that exists and
+  /// cannot be loaded is not passed over. When nothing is returned, `error` says why.
+  [[nodiscard]] static std::optional<Plugin> find(const std::string& fileName, std::string& error);
+
+  /// Loads the plug-in at `path`, without any search.
+  [[nodiscard]] static std::optional<Plugin> load(const std::string& path, std::string& error);
+
+  /// Passes the log lines up to `maxLevel` to `callback`; without effect in a plug-in that does not
+  /// log.
+  void startLogging(log::LogCallback callback, uint32_t maxLevel) const;
+  void stopLogging() const;
+
+  /// A reader for the log at `path`; null only from a faulty plug-in. Throws std::bad_alloc.
+  [[nodiscard]] ReaderPointer makeReader(const std::string& path, int8_t level) const;
+
+ private:
+  Plugin() = default;
+  static std::optional<Plugin> open(const std::string& path, std::string& error);
+
+  decltype(&profiling::createReader) createReader_ = nullptr;
+  decltype(&profiling::deleteReader) deleteReader_ = nullptr;
+  decltype(&log::initializeLogging) initializeLogging_ = nullptr;  ///< may be missing
+  decltype(&log::terminateLogging) terminateLogging_ = nullptr;    ///< may be missing
+};
+
+}  // namespace ryx::viewer
+
+#endif
