@@ -53,19 +53,25 @@ void buildEventList(std::list<std::string>& stringValues, const EventTables& tab
                     std::vector<ProfileEvent>& out) {
   out.reserve(out.size() + tables.size());
   for (const Event* table : tables) {
-    ProfileEvent& event = out.emplace_back();
-    if (const auto* nested = table->nested_events())
-      buildEventList(stringValues, *nested, event.subEvents);
-    decodeEventValue(stringValues, *table, event.value, event.bytes);
-    // Constructed, not assigned: assigning to an empty string reserves more than it holds.
+    // All fields are read before anything is written, so that the compiler may look the table's
+    // layout up once: for all it knows, a write could change it.
+    const auto* nested = table->nested_events();
     const auto* identifier = table->identifier();
-    event.identifier = std::string(identifier != nullptr ? logText(identifier) : "null");
-    if (const auto* fileName = table->file_name())
-      event.payloadFileName = std::string(logText(fileName));
-    event.eventType = table->event_type().value_or(0);
-    event.unit = table->unit().value_or(0);
-    event.timestamp = table->timestamp().value_or(0);
+    const auto* fileName = table->file_name();
+    const uint32_t eventType = table->event_type().value_or(0);
+    const uint32_t unit = table->unit().value_or(0);
+    const uint64_t timestamp = table->timestamp().value_or(0);
+
+    ProfileEvent& event = out.emplace_back();
+    event.eventType = eventType;
+    event.unit = unit;
+    event.timestamp = timestamp;
     event.timingSource = kBackendTimingSource;
+    // Constructed, not assigned: assigning to an empty string reserves more than it holds.
+    event.identifier = std::string(identifier != nullptr ? logText(identifier) : "null");
+    if (fileName != nullptr) event.payloadFileName = std::string(logText(fileName));
+    if (nested != nullptr) buildEventList(stringValues, *nested, event.subEvents);
+    decodeEventValue(stringValues, *table, event.value, event.bytes);
   }
 }
 

@@ -5,11 +5,8 @@
 // objects, so they are built the compact way: through the document's event interface, which knows
 // how many members an object has before it stores them, with every distinct text stored once.
 
-#include <rapidjson/prettywriter.h>
-
 #include <fstream>
 #include <iomanip>
-#include <numeric>
 #include <sstream>
 #include <string_view>
 #include <unordered_map>
@@ -37,24 +34,36 @@ JsonValue copiedText(const std::string& text) {
   return JsonValue(text.data(), jsonSize(text.size()), pool());
 }
 
-/// Texts in the document's pool, each stored once. The keys refer to the texts asked for, which
-/// must outlive this object; the answers live as long as the document.
+/// Texts in the document's pool, each stored once. Executions of a graph repeat their texts in the
+/// same order, so the text stored after the last one asked for is looked at first.
 class PooledTexts {
  public:
-  const char* store(std::string_view text) {
-    const auto [entry, isNew] = texts_.try_emplace(text, nullptr);
-    if (isNew) entry->second = text.empty() ? "" : copy(text);
-    return entry->second;
-  }
-
- private:
-  static const char* copy(std::string_view text) {
-    char* stored = static_cast<char*>(pool().Malloc(text.size()));
-    text.copy(stored, text.size());
+  /// The stored text, which lives as long as the document.
+  std::string_view store(std::string_view text) {
+    if (next_ < texts_.size() && texts_[next_] == text) return texts_[next_++];
+    const auto known = positions_.find(text);
+    if (known != positions_.end()) {
+      next_ = known->second + 1;
+      return known->first;
+    }
+    const std::string_view stored = copy(text);
+    positions_.emplace(stored, texts_.size());
+    texts_.push_back(stored);
+    next_ = texts_.size();
     return stored;
   }
 
-  std::unordered_map<std::string_view, const char*> texts_;
+ private:
+  static std::string_view copy(std::string_view text) {
+    if (text.empty()) return "";
+    char* stored = static_cast<char*>(pool().Malloc(text.size()));
+    text.copy(stored, text.size());
+    return {stored, text.size()};
+  }
+
+  std::vector<std::string_view> texts_;
+  std::unordered_map<std::string_view, size_t> positions_;  // in `texts_`
+  size_t next_ = 0;
 };
 
 /// Feeds a document's event interface.
@@ -89,9 +98,7 @@ class JsonBuilder {
     document_.String(text.data(), jsonSize(text.size()), false);
   }
 
-  void nameMember(const std::string& identifier) {
-    member("name", std::string_view(texts_.store(identifier), identifier.size()));
-  }
+  void nameMember(const std::string& identifier) { member("name", texts_.store(identifier)); }
 
  private:
   JsonDocument& document_;
@@ -187,9 +194,7 @@ void appendPeakMemoryObject(JsonBuilder& json, const std::vector<GraphEventSet>&
 
 void writeJson(const JsonValue& value, std::ostream& os) {
   BlockOutputStream stream(os);
-  rapidjson::PrettyWriter<BlockOutputStream, rapidjson::UTF8<>, rapidjson::UTF8<>,
-                          ThrowingJsonAllocator>
-      writer(stream);
+  JsonPrettyWriter writer(stream);
   value.Accept(writer);
   stream.Put('\n');
   stream.Flush();
@@ -222,6 +227,7 @@ bool RyxProfileLogReaderGPU::generateOutput(const std::string& outputPath) {
   }
 
   std::ostringstream text;
+  text.exceptions(std::ios::badbit);  // or exhausted memory would cut the report short unnoticed
   text << std::fixed << std::setprecision(0);
   printHeaderDetails(text);
   printPhaseSections(text);

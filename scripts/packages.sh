@@ -3,6 +3,7 @@
 
 build_packages=(
   g++ cmake ninja-build
-  flatbuffers-compiler libflatbuffers-dev rapidjson-dev libcli11-dev
+  flatbuffers-compiler libflatbuffers-dev rapidjson-dev libcli11-dev libmimalloc-dev
 )
 test_packages=(libgtest-dev binutils pkg-config)
+bench_packages=(libbenchmark-dev)

@@ -5,9 +5,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
-scripts/install-packages.sh "${build_packages[@]}" "${test_packages[@]}"
-for preset in release asan; do
-  cmake --preset "$preset" -DRYX_BUILD_TESTS=ON
-  cmake --build --preset "$preset"
-  ctest --preset "$preset"
-done
+scripts/install-packages.sh "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}"
+test_preset() {
+  cmake --preset "$1" -DRYX_BUILD_TESTS=ON "${@:2}"
+  cmake --build --preset "$1"
+  ctest --preset "$1"
+}
+test_preset release -DRYX_BUILD_BENCH=ON
+test_preset asan

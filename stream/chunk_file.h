@@ -3,47 +3,39 @@
 #ifndef RYX_STREAM_CHUNK_FILE_H
 #define RYX_STREAM_CHUNK_FILE_H
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <new>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace ryx::profiling {
 
-/// Allocates zeroed storage, and therefore lets a vector skip zeroing it again. Storage of many
-/// pages is only paid for where it is touched, so a vector sized by a count from a hostile file
-/// costs no more memory than the bytes that are then read into it.
-template <typename T>
-struct ZeroedAllocator {
-  using value_type = T;
-
-  ZeroedAllocator() = default;
-  template <typename U>
-  ZeroedAllocator(const ZeroedAllocator<U>&) {}
-
-  T* allocate(size_t count) {
-    void* storage = std::calloc(count, sizeof(T));
-    if (storage == nullptr) throw std::bad_alloc();
-    return static_cast<T*>(storage);
-  }
-  void deallocate(T* storage, size_t) noexcept { std::free(storage); }
-
-  template <typename U>
-  void construct(U*) noexcept {}
-  template <typename U, typename... Args>
-  void construct(U* element, Args&&... args) {
-    ::new (static_cast<void*>(element)) U(std::forward<Args>(args)...);
-  }
-
-  friend bool operator==(const ZeroedAllocator&, const ZeroedAllocator&) { return true; }
-  friend bool operator!=(const ZeroedAllocator&, const ZeroedAllocator&) { return false; }
+struct ReleaseStorage {
+  size_t mappedBytes = 0;  ///< 0 for storage of the allocator's
+  void operator()(uint8_t* storage) const;
 };
 
-using ByteVector = std::vector<uint8_t, ZeroedAllocator<uint8_t>>;
+/// The bytes of one chunk. Fresh storage is zero, and of many pages only those that are touched
+/// take memory: bytes announced by a hostile file cost nothing until they are there.
+class ByteVector {
+ public:
+  ByteVector() = default;
+  explicit ByteVector(size_t size) { resize(size); }
+
+  [[nodiscard]] uint8_t* data() { return storage_.get(); }
+  [[nodiscard]] const uint8_t* data() const { return storage_.get(); }
+  [[nodiscard]] size_t size() const { return size_; }
+
+  /// Makes this `size` bytes long. Storage that suffices is used again, whatever it holds; new
+  /// storage is zero. Throws std::bad_alloc or std::length_error, and then holds no bytes.
+  void resize(size_t size);
+
+ private:
+  std::unique_ptr<uint8_t[], ReleaseStorage> storage_;
+  size_t capacity_ = 0;
+  size_t size_ = 0;
+};
 
 enum class ChunkRead {
   Chunk,      ///< a chunk was read, possibly cut short by the end of the file

@@ -10,9 +10,9 @@
 namespace ryx::profiling {
 
 /// The log that is open, and the chunk that is being gathered for it.
-class ProfileLogWriter::Chunk {
+class ProfileLogWriter::OpenLog {
  public:
-  explicit Chunk(ChunkLimits limits) : limits_(limits) {}
+  explicit OpenLog(ChunkLimits limits) : limits_(limits) {}
 
   bool open(const std::string& path) {
     builder_.clear();
@@ -114,25 +114,25 @@ class ProfileLogWriter::Chunk {
   bool failed_ = false;  ///< nothing can be written any more
 };
 
-ProfileLogWriter::ProfileLogWriter(ChunkLimits limits) : chunk_(std::make_unique<Chunk>(limits)) {}
+ProfileLogWriter::ProfileLogWriter(ChunkLimits limits) : log_(std::make_unique<OpenLog>(limits)) {}
 
 ProfileLogWriter::~ProfileLogWriter() { static_cast<void>(close()); }
 
 bool ProfileLogWriter::open(const std::string& path) {
   static_cast<void>(close());
-  return chunk_->open(path);
+  return log_->open(path);
 }
 
-bool ProfileLogWriter::setHeader(const HeaderRecord& header) { return chunk_->setHeader(header); }
+bool ProfileLogWriter::setHeader(const HeaderRecord& header) { return log_->setHeader(header); }
 
 bool ProfileLogWriter::addMessage(const MessageRecord& message) {
-  return chunk_->addMessage(message);
+  return log_->addMessage(message);
 }
 
-bool ProfileLogWriter::flush() { return chunk_->flush(); }
+bool ProfileLogWriter::flush() { return log_->flush(); }
 
-bool ProfileLogWriter::close() { return chunk_->close(); }
+bool ProfileLogWriter::close() { return log_->close(); }
 
-const std::string& ProfileLogWriter::error() const { return chunk_->error(); }
+const std::string& ProfileLogWriter::error() const { return log_->error(); }
 
 }  // namespace ryx::profiling

@@ -152,8 +152,8 @@ class ProfileLogWriter {
   [[nodiscard]] const std::string& error() const;
 
  private:
-  class Chunk;
-  std::unique_ptr<Chunk> chunk_;
+  class OpenLog;
+  std::unique_ptr<OpenLog> log_;
 };
 
 }  // namespace ryx::profiling

@@ -1,0 +1,205 @@
+#!/usr/bin/env bash
+# Measures the reader and the viewer, and prints one table of ratios: to the floor (read each chunk,
+# verify it, drop it), to flatc, to the log's size, and to a log with fewer executions.
+#
+# Everything is measured once in each round, so that what else the machine does hits all alike. A
+# ratio is that of the least times of all rounds; peak memory is the most of all rounds.
+#
+# Exit status: 0 when every row is within its bound, 1 when one is over, 2 when measuring failed.
+set -euo pipefail
+export LC_ALL=C
+
+usage() {
+  cat <<'END'
+usage: bench/compare.sh [OPTION]...
+
+  --rounds N     measure everything N times; default 5
+  --scale F      multiply the sizes of all logs by F; default 1
+  --quick        one round with logs of a fiftieth, too small to judge by: no verdicts
+  --build DIR    measure this build as it is; default: build/release, brought up to date
+  --work DIR     folder for the logs and outputs; default: in memory where there is room
+END
+}
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+rounds=5 scale=1 judged=true build='' place=''
+while [ $# -gt 0 ]; do
+  case $1 in
+    --quick) rounds=1 scale=0.02 judged=false ;;
+    --help) usage; exit ;;
+    --rounds | --scale | --build | --work)
+      [ $# -ge 2 ] || { usage >&2; exit 2; }
+      case $1 in
+        --rounds) rounds=$2 ;;
+        --scale) scale=$2 ;;
+        --build) build=$2 ;;
+        --work) place=$2 ;;
+      esac
+      shift ;;
+    *) usage >&2; exit 2 ;;
+  esac
+  shift
+done
+trap 'exit 2' ERR
+set -E
+
+calculate() { awk "BEGIN { printf \"%.6f\", ($1) }"; }
+holds() { awk "BEGIN { exit !($1) }"; }
+
+# --- Build ----------------------------------------------------------------------------------------
+
+build_release() {
+  # shellcheck source=../scripts/packages.sh
+  source "$root/scripts/packages.sh" &&
+    "$root/scripts/install-packages.sh" \
+      "${build_packages[@]}" "${test_packages[@]}" libbenchmark-dev &&
+    cmake -S "$root" --preset release -DRYX_BUILD_BENCH=ON &&
+    cmake --build "$root/build/release" --target ryx_bench
+}
+
+work=''
+trap '[ -z "$work" ] || rm -rf "$work"' EXIT
+if [ -z "$build" ]; then
+  build=$root/build/release
+  echo "building $build ..." >&2
+  output=$(build_release 2>&1) || { echo "$output" >&2; exit 2; }
+fi
+build=$(cd "$build" && pwd)
+bin=$build/bin
+viewer=$bin/ryx-profile-viewer
+
+# --- Logs -----------------------------------------------------------------------------------------
+
+# At most this much is in the work folder at any time: six logs of 330 MB or less, chunks, outputs.
+needed=$(calculate "6e9 * $scale")
+has_room() {
+  local available
+  available=$(df -B1 --output=avail "$1" 2>/dev/null | tail -n 1)
+  [ -n "$available" ] && holds "$available >= $needed"
+}
+if [ -z "$place" ]; then
+  place=/tmp
+  if [ -w /dev/shm ] && has_room /dev/shm; then place=/dev/shm; fi
+fi
+has_room "$place" || { echo "$place: less than $needed bytes of room" >&2; exit 2; }
+work=$(mktemp -d "$place/ryx-bench-XXXXXX")
+
+declare -A events bytes
+make_log() { # name options
+  local name=$1 made
+  shift
+  made=$("$bin/ryx-bench-make-log" "$@" "$work/$name.log")
+  read -r events["$name"] _ bytes["$name"] _ <<<"$made"
+}
+
+echo "writing logs into $work ..." >&2
+make_log deep --shape deep --scale "$scale"
+make_log wide --shape wide --scale "$scale"
+make_log many --shape many --scale "$scale"
+# The same logs with fewer executions. Of many graphs there are only 4 each to take from, so growth
+# is seen on fewer graphs with more of them.
+for part in 1 2 4; do
+  make_log "deep$part" --shape deep --scale "$(calculate "$scale * $part / 8")"
+done
+make_log wide1 --shape wide --scale "$(calculate "$scale / 8")"
+make_log many1 --shape many --scale "$(calculate "$scale / 8")" --executions 4
+make_log many8 --shape many --scale "$(calculate "$scale / 8")" --executions 32
+mkdir "$work/chunks"
+"$bin/ryx-bench-split" "$work/deep.log" "$work/chunks"
+
+# --- Measuring ------------------------------------------------------------------------------------
+
+measures=$work/measures
+out=$work/out # what is being measured writes here
+
+keep() { echo "$1 $2" >>"$measures"; } # name value
+
+in_process() { # name tool log
+  local answer
+  answer=$("$bin/$2" "$work/$3.log")
+  keep "$1" "${answer%% *}"
+}
+
+whole_process() { # name command
+  local name=$1 answer seconds peak
+  shift
+  rm -rf "$out"
+  mkdir "$out"
+  answer=$("$bin/ryx-bench-run-timed" "$out/stdout" "$@")
+  read -r seconds _ peak _ <<<"$answer"
+  keep "$name" "$seconds"
+  keep "$name-memory" "$peak"
+  rm -rf "$out"
+}
+
+measure_once() {
+  in_process floor ryx-bench-floor deep
+  in_process read-deep ryx-bench-read deep
+  in_process read-wide ryx-bench-read wide
+  in_process read-many ryx-bench-read many
+  whole_process floor-process "$bin/ryx-bench-floor" "$work/deep.log"
+  whole_process text "$viewer" -f text "$work/deep.log"
+  whole_process csv "$viewer" -f csv -o "$out/report.csv" "$work/deep.log"
+  whole_process json "$viewer" -f json -o "$out/report.json" "$work/deep.log"
+  whole_process flatc flatc --json --raw-binary -o "$out" "$root/stream/profile_log.fbs" \
+    -- "$work"/chunks/*
+  local part
+  for part in 1 2 4; do in_process "read-deep$part" ryx-bench-read "deep$part"; done
+  in_process read-wide1 ryx-bench-read wide1
+  in_process read-many1 ryx-bench-read many1
+  in_process read-many8 ryx-bench-read many8
+  whole_process json1 "$viewer" -f json -o "$out/report.json" "$work/deep1.log"
+}
+
+cat "$work"/*.log "$work"/chunks/* >/dev/null # into the page cache
+for ((round = 1; round <= rounds; ++round)); do
+  echo "round $round of $rounds ..." >&2
+  measure_once
+done
+
+# --- Table ----------------------------------------------------------------------------------------
+
+measured() { awk -v name="$1" '$1 == name { print $2 }' "$measures" | sort -g; }
+least() { measured "$1" | head -n 1; }
+most() { measured "$1" | tail -n 1; }
+
+over=0
+row() { # what on bound ratio
+  local ratio verdict=ok
+  ratio=$(calculate "$4")
+  if [ "$3" = - ] || ! $judged; then
+    verdict=-
+  elif holds "$ratio > $3"; then
+    verdict=OVER over=1
+  fi
+  printf '%-42s %-12s %8.3f %8s  %s\n' "$1" "$2" "$ratio" "$3" "$verdict"
+}
+
+to_floor() { row "$1, to the floor" 'deep run' "$3" "$(least "$2") / $(least floor-process)"; }
+growth() { row "$1" "$2" "$3" "$(least "$4") / $(least "$5")"; }
+memory() { # format bound
+  row "peak memory, $1, to log size" 'deep run' "$2" "$(most "$1-memory") / ${bytes[deep]}"
+}
+per_event() { # on bound shape
+  row 'readLogFile per event, to that of deep run' "$1" "$2" \
+    "$(least "read-$3") / ${events[$3]} / ($(least read-deep) / ${events[deep]})"
+}
+
+printf '%-42s %-12s %8s %8s\n' what on ratio bound
+row 'readLogFile, to the floor' 'deep run' 6 "$(least read-deep) / $(least floor)"
+per_event 'wide graph' 1.3 wide
+per_event 'many graphs' 2.2 many
+to_floor 'viewer -f text' text 7
+to_floor 'viewer -f csv' csv 14
+to_floor 'viewer -f json' json 30
+row 'viewer -f json, to flatc --json' 'deep run' 0.25 "$(least json) / $(least flatc)"
+memory text 2.8
+memory csv 2.8
+memory json 6
+growth 'readLogFile at 2x the executions' 'deep run' - read-deep2 read-deep1
+growth 'readLogFile at 4x the executions' 'deep run' - read-deep4 read-deep1
+growth 'readLogFile at 8x the executions' 'deep run' 8.8 read-deep read-deep1
+growth 'readLogFile at 8x the executions' 'wide graph' 8.8 read-wide read-wide1
+growth 'readLogFile at 8x the executions' 'many graphs' 8.8 read-many8 read-many1
+growth 'viewer -f json at 8x the executions' 'deep run' 8.8 json json1
+exit "$over"
