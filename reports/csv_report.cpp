@@ -68,6 +68,7 @@ bool RyxProfileLogReader::generateOutput(const std::string& outputPath) {
   }
 
   std::ostringstream text;
+  text.exceptions(std::ios::badbit);  // or exhausted memory would cut the report short unnoticed
   text << std::fixed << std::setprecision(0);
   printHeaderDetails(text);
   printPhaseSections(text);

@@ -7,3 +7,4 @@ build_packages=(
 )
 test_packages=(libgtest-dev binutils pkg-config)
 bench_packages=(libbenchmark-dev)
+fuzz_packages=(clang libclang-rt-14-dev)

@@ -13,3 +13,7 @@ test_preset() {
 }
 test_preset release -DRYX_BUILD_BENCH=ON
 test_preset asan
+# Fuzzing takes minutes, each time; what it has found so far replays in the tests above.
+if [ "${CI:-}" = true ]; then
+  scripts/fuzz.sh 60
+fi

@@ -14,6 +14,9 @@ namespace ryx::profiling {
 /// Bytes of the count in front of every chunk.
 constexpr size_t kSizePrefixBytes = 4;
 
+/// The smallest chunk that verifies: the root's offset, its vtable, and the table.
+constexpr uint64_t kMinChunkBytes = 12;
+
 /// The largest chunk that verifies: FlatBuffers' offsets are signed 32-bit numbers.
 constexpr uint64_t kMaxChunkBytes = 2147483646;
 

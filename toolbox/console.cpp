@@ -6,6 +6,10 @@
 
 namespace ryx::profiling {
 
+std::string counted(uint64_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 bool reportError(const std::string& text) {
   std::fprintf(stderr, "ryx-profile-log: %s\n", text.c_str());
   return false;

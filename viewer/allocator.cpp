@@ -7,9 +7,24 @@
 
 #include <mimalloc.h>
 
+#include <new>
+
 namespace {
 
 // As early as can be: memory taken before this stays on small pages.
 [[gnu::constructor]] void useLargePages() { mi_option_enable(mi_option_large_os_pages); }
 
 }  // namespace
+
+// mimalloc, built as C, has operators of its own that end the process where these throw.
+void* operator new(size_t size) {
+  if (void* storage = mi_malloc(size)) return storage;
+  throw std::bad_alloc();
+}
+void* operator new[](size_t size) { return operator new(size); }
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return mi_malloc(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return mi_malloc(size); }
+void operator delete(void* storage) noexcept { mi_free(storage); }
+void operator delete(void* storage, size_t) noexcept { mi_free(storage); }
+void operator delete[](void* storage) noexcept { mi_free(storage); }
+void operator delete[](void* storage, size_t) noexcept { mi_free(storage); }

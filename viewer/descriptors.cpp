@@ -8,9 +8,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
+#include <string_view>
 #include <system_error>
 #include <utility>
-#include <vector>
+
+#include "log/printable_text.h"
 
 namespace ryx::viewer {
 namespace {
@@ -27,15 +29,13 @@ bool mayRetry(int descriptor) {
   return poll(&waiting, 1, -1) > 0 || errno == EINTR;
 }
 
-bool writeAll(int descriptor, const char* data, size_t size) {
-  while (size > 0) {
-    const ssize_t written = write(descriptor, data, size);
-    if (written < 0) {
-      if (!mayRetry(descriptor)) return false;
-      continue;
-    }
-    data += written;
-    size -= static_cast<size_t>(written);
+bool writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(descriptor, text.data(), text.size());
+    if (written >= 0)
+      text.remove_prefix(static_cast<size_t>(written));
+    else if (!mayRetry(descriptor))
+      return false;
   }
   return true;
 }
@@ -76,13 +76,22 @@ std::string pathOf(const Descriptor& descriptor) {
 }
 
 bool copyFile(const Descriptor& from, int to) {
-  std::vector<char> buffer(size_t{1} << 16);
-  off_t offset = 0;
-  for (;;) {
+  const bool toTerminal = isatty(to) != 0;
+  std::string buffer(size_t{1} << 16, '\0');
+  std::string shown;
+  for (off_t offset = 0;;) {
     const ssize_t count = pread(from.get(), buffer.data(), buffer.size(), offset);
     if (count <= 0) return count == 0;
-    if (!writeAll(to, buffer.data(), static_cast<size_t>(count))) return false;
-    offset += count;
+    std::string_view piece(buffer.data(), static_cast<size_t>(count));
+    if (!toTerminal) {
+      if (!writeAll(to, piece)) return false;
+      offset += count;
+      continue;
+    }
+    shown.clear();
+    // A short piece is the last one: nothing can follow the character that it cuts off.
+    offset += static_cast<off_t>(log::appendPrintable(shown, piece, piece.size() < buffer.size()));
+    if (!writeAll(to, shown)) return false;
   }
 }
 

@@ -36,8 +36,8 @@ class Descriptor {
 /// A path under which this process can open `descriptor`'s file again.
 [[nodiscard]] std::string pathOf(const Descriptor& descriptor);
 
-/// Copies the whole of the file `from`, wherever its offset is, to `to`. False, with errno set,
-/// when not everything could be written.
+/// Copies the whole of the file `from`, wherever its offset is, to `to`; to a terminal with
+/// control characters escaped. False, with errno set, when not everything could be written.
 [[nodiscard]] bool copyFile(const Descriptor& from, int to);
 
 /// Writes out what C and C++ streams hold back for standard output. False when that or an earlier

@@ -1,10 +1,14 @@
 #include "viewer/log_lines.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <new>
+#include <string_view>
 
+#include "log/printable_text.h"
 #include "ryx/logging.h"
 
 namespace ryx::viewer {
@@ -33,18 +37,17 @@ size_t formatAfter(char* line, size_t size, size_t used, const char* format, va_
   return used + static_cast<size_t>(std::max(length, 0));
 }
 
-/// One write per line, so that lines of several threads or processes do not mix.
-void printLine(char* line, size_t length) {
-  line[length] = '\n';
-  fwrite(line, 1, length + 1, stderr);
+/// One write per line, so that lines of several threads or processes do not mix. Lines name files
+/// that a log named, so a terminal gets them escaped.
+void printLine(std::string_view line) {
+  std::string shown = isatty(STDERR_FILENO) ? log::printable(line) : std::string(line);
+  shown += '\n';
+  fwrite(shown.data(), 1, shown.size(), stderr);
 }
 
 }  // namespace
 
-void complain(const std::string& text) {
-  std::string line = "ryx-profile-viewer: " + text + "\n";
-  fwrite(line.data(), 1, line.size(), stderr);
-}
+void complain(const std::string& text) { printLine("ryx-profile-viewer: " + text); }
 
 void complain(const std::string& file, const std::string& text) { complain(file + ": " + text); }
 
@@ -59,14 +62,14 @@ void handleLogLine(const char* format, uint32_t level, uint64_t timestamp, va_li
       static_cast<size_t>(snprintf(line, sizeof line, "%8.1fms [%-7s] ",
                                    static_cast<double>(timestamp) / 1e6, levelLabel(level)));
   const size_t needed = formatAfter(line, sizeof line, used, format, arguments);
-  if (needed < sizeof line) return printLine(line, needed);
   try {
+    if (needed < sizeof line) return printLine({line, needed});
     std::string longLine(line, used);
     longLine.resize(needed + 1);
     formatAfter(longLine.data(), longLine.size(), used, format, arguments);
-    printLine(longLine.data(), needed);
+    printLine({longLine.data(), needed});
   } catch (const std::bad_alloc&) {
-    printLine(line, sizeof line - 1);  // cut, but said
+    fputs("ryx-profile-viewer: out of memory\n", stderr);
   }
 }
 

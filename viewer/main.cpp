@@ -9,9 +9,13 @@
 #include <string>
 #include <variant>
 
+#include "viewer/confinement.h"
+#include "viewer/damage.h"
 #include "viewer/descriptors.h"
 #include "viewer/log_lines.h"
+#include "viewer/memory_limit.h"
 #include "viewer/options.h"
+#include "viewer/payload_folder.h"
 #include "viewer/plugin.h"
 #include "viewer/report_output.h"
 
@@ -27,12 +31,14 @@ bool readLog(profiling::ProfileLogReader& reader, const Options& options, const 
              const ReportOutput& output) {
   const auto redirection = output.redirect();
   if (reader.readLogFile(options.saveObjects)) return true;
-  complain(log, "could not be read to its end");
+  complain(log, "could not be read to its end" + explainDamage(log));
   return false;
 }
 
-bool makeReport(profiling::ProfileLogReader& reader, const std::string& log, ReportOutput& output) {
+bool makeReport(profiling::ProfileLogReader& reader, const std::string& log, ReportOutput& output,
+                PayloadFolder& payloads) {
   if (!output.beginReport()) return false;
+  const PayloadFolder::Visit visit(payloads, output.reportFile());
   const auto redirection = output.redirect();
   const uint64_t errorsBefore = errorLineCount();
   if (!reader.generateOutput(output.readerPath())) {
@@ -47,14 +53,14 @@ bool makeReport(profiling::ProfileLogReader& reader, const std::string& log, Rep
 }
 
 bool processLog(const Plugin& plugin, const Options& options, const std::string& log,
-                ReportOutput& output) {
+                ReportOutput& output, PayloadFolder& payloads) {
   try {
     const ReaderPointer reader = plugin.makeReader(log, options.level);
     if (!reader) {
       complain(log, "the plug-in has no reader for it");
       return false;
     }
-    return readLog(*reader, options, log, output) && makeReport(*reader, log, output);
+    return readLog(*reader, options, log, output) && makeReport(*reader, log, output, payloads);
   } catch (const std::bad_alloc&) {
     complain(log, "out of memory");
   } catch (const std::exception& error) {
@@ -69,6 +75,12 @@ std::optional<Plugin> loadPlugin(const Options& options, std::string& error) {
 }
 
 ExitStatus run(const Options& options) {
+  if (options.saveObjects && !options.unconfined && !canConfine()) {
+    complain(
+        "--save-objects: this kernel cannot confine the process to the folder (no Landlock); "
+        "--unconfined saves payloads wherever the log says");
+    return kExitFailed;
+  }
   std::string error;
   const std::optional<Plugin> plugin = loadPlugin(options, error);
   if (!plugin) {
@@ -79,10 +91,12 @@ ExitStatus run(const Options& options) {
   showLogLines(options.shownLogLevel);
   plugin->startLogging(handleLogLine, options.shownLogLevel == 0 ? 1 : options.shownLogLevel);
 
+  limitMemory();
   ReportOutput output(options);
+  PayloadFolder payloads(options);
   bool good = true;
   for (const std::string& log : options.logs) {
-    good = processLog(*plugin, options, log, output) && good;
+    good = processLog(*plugin, options, log, output, payloads) && good;
     good = output.endLog() && good;
   }
   good = output.finish() && good;

@@ -38,7 +38,8 @@ struct RawOptions {
   std::string format;
   std::string outputPath;
   int level = 127;
-  bool saveObjects = false;
+  std::string payloadFolder;
+  bool unconfined = false;
   std::string pluginPath;
   std::string logLevel = "error";
   std::vector<std::string> logs;
@@ -60,8 +61,15 @@ void addOptions(CLI::App& app, RawOptions& raw) {
                  "with the summary on standard error")
       ->option_text("PATH")
       ->group("Report");
-  app.add_flag("--save-objects", raw.saveObjects,
-               "Save object payloads to files in the current\nfolder")
+  app.add_flag("--save-objects{.}", raw.payloadFolder,
+               "Save object payloads to files in DIR, and\n"
+               "nowhere else; default: the current folder")
+      ->option_text("[=DIR]")
+      ->group("Report");
+  app.add_flag("--unconfined", raw.unconfined,
+               "Save object payloads wherever the log says.\n"
+               "Only for logs that you trust")
+      ->needs("--save-objects")
       ->group("Report");
 
   app.add_option("-l,--level", raw.level,
@@ -104,6 +112,12 @@ class HelpFormatter : public CLI::Formatter {
     return (shortNames.empty() ? "    " : "-" + shortNames.front() + ", ") + "--" +
            option->get_lnames().front();
   }
+
+  /// An optional value stands right behind the name, as it has to be given.
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string& text = option->get_option_text();
+    return text.empty() || text.front() == '[' ? text : " " + text;
+  }
 };
 
 /// The parser takes a positional like "[a,b]" for a list of two. A NUL at its end, which no
@@ -139,6 +153,7 @@ void parseRaw(CLI::App& app, RawOptions& raw, int argc, const char* const* argv)
   if (app.count("--plugin") > 0 && raw.pluginPath.empty())
     throw std::invalid_argument("--plugin: empty path");
   unshield(raw.outputPath);
+  unshield(raw.payloadFolder);
   unshield(raw.pluginPath);
   for (std::string& log : raw.logs) unshield(log);
 }
@@ -167,7 +182,9 @@ Options interpret(const RawOptions& raw) {
   options.format = chooseFormat(raw);
   options.outputPath = raw.outputPath;
   options.level = static_cast<int8_t>(raw.level);
-  options.saveObjects = raw.saveObjects;
+  options.saveObjects = !raw.payloadFolder.empty();
+  if (options.saveObjects) options.payloadFolder = raw.payloadFolder;
+  options.unconfined = raw.unconfined;
   options.pluginPath = raw.pluginPath;
   options.shownLogLevel = kLogLevels.at(raw.logLevel);
   options.logs = raw.logs;

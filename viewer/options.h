@@ -20,8 +20,10 @@ struct Options {
   std::string outputPath;  ///< empty: no report file
   int8_t level = 127;
   bool saveObjects = false;
-  std::string pluginPath;      ///< empty: the format's own plug-in
-  uint32_t shownLogLevel = 1;  ///< a ryx::log::LogLevel, or 0 for none
+  std::string payloadFolder = ".";  ///< where object payloads are saved
+  bool unconfined = false;          ///< payloads go wherever the log says
+  std::string pluginPath;           ///< empty: the format's own plug-in
+  uint32_t shownLogLevel = 1;       ///< a ryx::log::LogLevel, or 0 for none
   std::vector<std::string> logs;
 };
 

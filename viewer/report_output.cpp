@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "viewer/log_lines.h"
 
@@ -36,20 +37,29 @@ ReportOutput::Route ReportOutput::chooseRoute(const Options& options) {
 ReportOutput::ReportOutput(const Options& options)
     : route_(chooseRoute(options)), name_(options.outputPath) {
   if (name_.empty() || name_ == kStandardOutputPath) name_ = kStandardOutputName;
-  if (route_ != Route::Reader) memory_ = openMemoryFile("report");
+  if (route_ == Route::TextToFile || isatty(textTarget())) text_ = openMemoryFile("text");
   if (route_ == Route::DocumentToStandardOutput) {
-    readerPath_ = pathOf(memory_);
-  } else if (options.format != Format::Text) {
-    readerPath_ = options.outputPath;
+    document_ = openMemoryFile("report");
+    readerPath_ = pathOf(document_);
+  } else if (options.format != Format::Text && !options.outputPath.empty()) {
+    // Absolute only where the working folder changes: messages name what the user named.
+    readerPath_ = options.saveObjects ? std::filesystem::absolute(options.outputPath).string()
+                                      : options.outputPath;
   }
 }
 
+std::string ReportOutput::reportFile() const {
+  return route_ == Route::Reader ? readerPath_ : std::string();
+}
+
+/// Where a reader's text goes, but for that of a report to a file.
+int ReportOutput::textTarget() const {
+  return route_ == Route::DocumentToStandardOutput ? STDERR_FILENO : STDOUT_FILENO;
+}
+
 StandardOutputRedirection ReportOutput::redirect() const {
-  switch (route_) {
-    case Route::Reader: break;
-    case Route::DocumentToStandardOutput: return StandardOutputRedirection(STDERR_FILENO);
-    case Route::TextToFile: return StandardOutputRedirection(memory_.get());
-  }
+  if (text_.isOpen()) return StandardOutputRedirection(text_.get());
+  if (textTarget() != STDOUT_FILENO) return StandardOutputRedirection(textTarget());
   return StandardOutputRedirection(-1);
 }
 
@@ -65,16 +75,17 @@ bool ReportOutput::beginReport() {
 bool ReportOutput::endLog() {
   const bool reported = reporting_;
   reporting_ = false;
-  if (route_ != Route::TextToFile) return true;
+  if (!text_.isOpen()) return true;
   // What a reader wrote without getting as far as a report is not lost, but no report either.
-  const int target = reported ? file_.get() : STDOUT_FILENO;
-  const bool copied = copyFile(memory_, target) || refuse(reported ? name_ : kStandardOutputName);
-  return (empty(memory_) || refuse(name_)) && copied;
+  const bool toFile = route_ == Route::TextToFile && reported;
+  const bool copied = copyFile(text_, toFile ? file_.get() : textTarget()) ||
+                      refuse(toFile ? name_ : kStandardOutputName);
+  return (empty(text_) || refuse(name_)) && copied;
 }
 
 bool ReportOutput::finish() {
   if (route_ == Route::DocumentToStandardOutput)
-    return copyFile(memory_, STDOUT_FILENO) || refuse(name_);
+    return copyFile(document_, STDOUT_FILENO) || refuse(name_);
   return !file_.isOpen() || file_.close() || refuse(name_);
 }
 

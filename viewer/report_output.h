@@ -11,6 +11,9 @@
 //   text to a file
 //       The reader's text is caught in memory and copied to the file log by log. The file is opened
 //       when the first report is due, so a run that has none leaves an older file alone.
+//
+// Whatever would go to a terminal is caught, too, and copied there with its control characters
+// escaped: texts come from the log, and a log may come from anywhere.
 
 #ifndef RYX_VIEWER_REPORT_OUTPUT_H
 #define RYX_VIEWER_REPORT_OUTPUT_H
@@ -29,8 +32,10 @@ class ReportOutput {
   /// Opens nothing but files in memory. Throws std::system_error when there are none to be had.
   explicit ReportOutput(const Options& options);
 
-  /// The output path to give to a reader; may be empty.
+  /// The output path to give to a reader, good from any working folder; may be empty.
   [[nodiscard]] const std::string& readerPath() const { return readerPath_; }
+  /// The same where it is a file that the reader will open; else empty.
+  [[nodiscard]] std::string reportFile() const;
   /// The output as the user knows it, for messages.
   [[nodiscard]] const std::string& name() const { return name_; }
 
@@ -49,12 +54,14 @@ class ReportOutput {
   enum class Route { Reader, DocumentToStandardOutput, TextToFile };
 
   static Route chooseRoute(const Options& options);
+  [[nodiscard]] int textTarget() const;
 
   Route route_;
   std::string name_;
   std::string readerPath_;
-  Descriptor memory_;  ///< the caught document or text
-  Descriptor file_;    ///< the text report's file, once opened
+  Descriptor document_;  ///< the caught document
+  Descriptor text_;      ///< the caught text, where it is caught
+  Descriptor file_;      ///< the text report's file, once opened
   bool reporting_ = false;
 };
 
