@@ -28,7 +28,7 @@ class HostileFilesTest : public testing::Test {
     const std::string path = folder_ / "pipe";
     EXPECT_EQ(mkfifo(path.c_str(), 0600), 0);
     std::thread feeder([&] { writeFile(path, content); });
-    const ProcessResult result = view(path);
+    ProcessResult result = view(path);
     feeder.join();
     unlink(path.c_str());
     return result;

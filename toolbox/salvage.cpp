@@ -139,7 +139,9 @@ std::optional<Salvage::Range> Salvage::unframedChunkWithin(uint64_t end) {
     if (!size) continue;
     const uint64_t usedEnd = start + *size;
     if (const auto next = startBehind(usedEnd)) return Range{start, std::min(*next, end)};
-    return Range{start, end - usedEnd <= kMaxPadding ? end : usedEnd};
+    if (end - usedEnd <= kMaxPadding) return Range{start, end};
+    // Headers alone are easily met by chance.
+    if (lookAtChunk(file_, start, end - start) == ChunkLook::Messages) return Range{start, usedEnd};
   }
   return std::nullopt;
 }
@@ -217,8 +219,7 @@ bool Salvage::looksLikeMessages(uint64_t offset) {
   return lookAtChunk(file_, start, size) == ChunkLook::Messages;
 }
 
-/// Whether a chunk begins at `offset`, by the looks of it. What looks like a header alone is easily
-/// met by chance, and counts where it leads on.
+/// Whether a chunk begins at `offset`, by the looks of it. A header alone counts where it leads on.
 bool Salvage::looksLikeStart(uint64_t offset) {
   if (looksLikeMessages(offset)) return true;
   if (lookAtFramedChunk(file_, offset) == ChunkLook::None) return false;

@@ -21,13 +21,16 @@ uint64_t availableMemory() {
 }  // namespace
 
 void limitMemory() {
-#ifndef RYX_SANITIZED  // sanitizers map far more than they use
-  const uint64_t available = availableMemory();
+#ifdef RYX_SANITIZED
+  constexpr bool kMapsWhatItUses = false;  // sanitizers map far more than they use
+#else
+  constexpr bool kMapsWhatItUses = true;
+#endif
+  const uint64_t available = kMapsWhatItUses ? availableMemory() : 0;
   rlimit limit = {};
   if (available == 0 || getrlimit(RLIMIT_DATA, &limit) != 0) return;
   limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, available);
   setrlimit(RLIMIT_DATA, &limit);
-#endif
 }
 
 }  // namespace ryx::viewer
