@@ -226,6 +226,7 @@ bool RyxProfileLogReaderGPU::generateOutput(const std::string& outputPath) {
     return false;
   }
 
+  forgetPayloadNames();
   std::ostringstream text;
   text.exceptions(std::ios::badbit);  // or exhausted memory would cut the report short unnoticed
   text << std::fixed << std::setprecision(0);

@@ -53,8 +53,12 @@ class RyxProfileLogReader : public ProfileLogReader {
   void printApplyBinarySections(std::ostream& os);
 
   /// Saves an object event's bytes under the first free name made from its payload file name. A
-  /// file that cannot be written is logged at level ERROR.
+  /// file that cannot be written is logged at level ERROR. What was found taken is not looked at
+  /// again until `forgetPayloadNames`.
   void saveObjectPayload(const ProfileEvent& event);
+
+  /// To be called when a report begins: files may have come and gone since the last one.
+  void forgetPayloadNames() { payloadNumbers_.clear(); }
 
   /// The events of the Init sections: those carried by other methods' messages, else those of the
   /// Init message, else null.
@@ -99,6 +103,9 @@ class RyxProfileLogReader : public ProfileLogReader {
   void writeCsvFinalize(std::ostream& os);
   void writeCsvExecutions(std::ostream& os, const GraphExecutionList& list,
                           const std::string& rowMessage, const std::string& eventMessage);
+
+  /// By payload file name: the first number that may be free.
+  std::unordered_map<std::string, uint64_t> payloadNumbers_;
 };
 
 }  // namespace ryx::profiling

@@ -67,6 +67,7 @@ bool RyxProfileLogReader::generateOutput(const std::string& outputPath) {
     }
   }
 
+  forgetPayloadNames();
   std::ostringstream text;
   text.exceptions(std::ios::badbit);  // or exhausted memory would cut the report short unnoticed
   text << std::fixed << std::setprecision(0);

@@ -1,5 +1,6 @@
 // Saving the payloads of object events to files of their own.
 
+#include <algorithm>
 #include <fstream>
 
 #include "events/number_text.h"
@@ -11,25 +12,23 @@ namespace {
 
 bool isReadable(const std::string& path) { return std::ifstream(path, std::ios::binary).is_open(); }
 
-/// `requested`, or the first of "stem_1.extension", "stem_2.extension", ... that names no readable
-/// file. The extension starts at the last dot, wherever that stands: in a folder's name, too.
-std::string freeName(const std::string& requested) {
-  const size_t dot = requested.rfind('.');
-  const std::string stem = requested.substr(0, dot);
-  const std::string extension = dot == std::string::npos ? "" : requested.substr(dot);
-  std::string path = requested;
-  for (uint64_t n = 1; isReadable(path); ++n) {
-    path = stem;
-    path.append("_").append(decimal(n)).append(extension);
-  }
-  return path;
+/// `requested` for number 0, else "stem_number.extension". The extension starts at the last dot,
+/// wherever that stands: in a folder's name, too.
+std::string numberedName(const std::string& requested, uint64_t number) {
+  if (number == 0) return requested;
+  const size_t dot = std::min(requested.rfind('.'), requested.size());
+  return requested.substr(0, dot) + "_" + decimal(number) + requested.substr(dot);
 }
 
 }  // namespace
 
 void RyxProfileLogReader::saveObjectPayload(const ProfileEvent& event) {
   if (event.payloadFileName.empty()) return;
-  const std::string path = freeName(event.payloadFileName);
+  // A trace of every execution comes under one name: trying all numbers anew for each would be
+  // quadratic.
+  uint64_t& number = payloadNumbers_[event.payloadFileName];
+  std::string path = numberedName(event.payloadFileName, number);
+  while (isReadable(path)) path = numberedName(event.payloadFileName, ++number);
   std::ofstream file(path);
   if (file.is_open()) {
     file.write(reinterpret_cast<const char*>(event.bytes.data()),

@@ -19,6 +19,7 @@ void countLine(const char*, uint32_t, uint64_t, va_list) { ++g_errorLines; }
 
 class PayloadReader : public RyxProfileLogReader {
  public:
+  using RyxProfileLogReader::forgetPayloadNames;
   using RyxProfileLogReader::RyxProfileLogReader;
   using RyxProfileLogReader::saveObjectPayload;
 };
@@ -61,12 +62,22 @@ TEST_F(PayloadFilesTest, FirstFreeName) {
   };
   for (const auto& c : cases) {
     for (const auto& old : fs::directory_iterator(".")) fs::remove(old);
+    reader_.forgetPayloadNames();
     for (const std::string& name : c.present) tests::writeFile(name, "old");
     save(c.requested);
     EXPECT_EQ("new", tests::readFile(c.saved)) << c.requested;
     for (const std::string& name : c.present) EXPECT_EQ("old", tests::readFile(name));
   }
   EXPECT_EQ(0, g_errorLines);
+}
+
+TEST_F(PayloadFilesTest, NumbersGoOnWhereFilesAreInTheWay) {
+  tests::writeFile("trace_2.bin", "old");
+  for (const char* content : {"0", "1", "3"}) save("trace.bin", content);
+  EXPECT_EQ("0", tests::readFile("trace.bin"));
+  EXPECT_EQ("1", tests::readFile("trace_1.bin"));
+  EXPECT_EQ("old", tests::readFile("trace_2.bin"));
+  EXPECT_EQ("3", tests::readFile("trace_3.bin"));
 }
 
 TEST_F(PayloadFilesTest, ContentIsKeptByteForByte) {
