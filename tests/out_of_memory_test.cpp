@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -19,10 +20,11 @@
 
 namespace {
 
-size_t g_liveBlocks = 0;
-size_t g_untilFailure = 0;  // the allocation that fails, counted from 1; 0 for none
-bool g_failsForGood = false;
-bool g_failed = false;
+// Reports may be written by a thread of their own.
+std::atomic<size_t> g_liveBlocks = 0;
+std::atomic<size_t> g_untilFailure = 0;  // the allocation that fails, counted from 1; 0 for none
+std::atomic<bool> g_failsForGood = false;
+std::atomic<bool> g_failed = false;
 
 bool isToFail() {
   if (g_untilFailure == 0 || --g_untilFailure > 0) return false;
