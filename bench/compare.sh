@@ -114,8 +114,12 @@ out=$work/out # what is being measured writes here
 
 keep() { echo "$1 $2" >>"$measures"; } # name value
 
+# Of all that is measured, the JSON report takes the most: for itself, and in memory for its output.
+warm_memory() { "$bin/ryx-bench-warm-memory" "$((7 * bytes[deep]))"; }
+
 in_process() { # name tool log
   local answer
+  warm_memory
   answer=$("$bin/$2" "$work/$3.log")
   keep "$1" "${answer%% *}"
 }
@@ -125,6 +129,7 @@ whole_process() { # name command
   shift
   rm -rf "$out"
   mkdir "$out"
+  warm_memory
   answer=$("$bin/ryx-bench-run-timed" "$out/stdout" "$@")
   read -r seconds _ peak _ <<<"$answer"
   keep "$name" "$seconds"
