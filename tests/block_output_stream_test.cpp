@@ -18,7 +18,8 @@ JsonDocument documentOfManyBlocks() {
       "plain", "a \"quoted\" one", "back\\slash", "line\nbreak", "\x01", "\xc3\xa9\xff", ""};
   std::string text;
   for (uint64_t i = 0; i < 40'000; ++i) {
-    text = text.size() > 300 ? "" : text + pieces[i % std::size(pieces)];
+    if (text.size() > 300) text.clear();
+    text += pieces[i % std::size(pieces)];
     JsonValue object(rapidjson::kObjectType);
     object.AddMember(JsonValue(text.data(), static_cast<rapidjson::SizeType>(text.size()), pool),
                      JsonValue(~uint64_t{0} >> i % 64), pool);

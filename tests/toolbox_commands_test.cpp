@@ -8,41 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/process.h"
+#include "tests/toolbox.h"
 
 namespace ryx::tests {
 namespace {
 
-class ToolboxCommandsTest : public testing::Test {
+class ToolboxCommandsTest : public ToolboxTest {
  protected:
-  /// Runs the tool in the test's folder through a shell: `arguments` may quote and redirect.
-  int run(const std::string& arguments) {
-    const ProcessResult result =
-        runScript("\"$@\" " + arguments, {RYX_TOOLBOX_PATH}, folder_.path());
-    out_ = result.out;
-    err_ = result.err;
-    return result.status;
-  }
-
-  /// Expects the tool to fail with this line alone on standard error.
-  void expectFailure(const std::string& arguments, const std::string& error) {
-    EXPECT_EQ(run(arguments), 1) << arguments;
-    EXPECT_EQ(err_, "ryx-profile-log: " + error + "\n");
-  }
-
-  [[nodiscard]] std::string read(const std::string& name) const { return readFile(folder_ / name); }
-  void write(const std::string& name, const std::string& content) const {
-    writeFile(folder_ / name, content);
-  }
-  [[nodiscard]] bool exists(const std::string& name) const {
-    return std::filesystem::exists(folder_ / name);
-  }
-
-  void makeLog(const std::string& json, const std::string& log) {
-    write("case.json", json);
-    ASSERT_EQ(run("make case.json " + log), 0) << err_;
-  }
-
   /// The message texts of a log, in order.
   std::string textsOf(const std::string& log) {
     EXPECT_EQ(run("dump " + log), 0) << err_;
@@ -53,10 +25,6 @@ class ToolboxCommandsTest : public testing::Test {
     }
     return texts;
   }
-
-  const TemporaryFolder folder_;
-  std::string out_;
-  std::string err_;
 };
 
 constexpr const char* kRecordedLog = RYX_SAMPLES_DIR "/text-detection.log";

@@ -1,4 +1,6 @@
-// Runs ryx-profile-log as its users do, and checks exit status, both streams and files.
+// Runs ryx-profile-log as a whole, its make and its dump as their users do.
+
+#include "tests/toolbox.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,42 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/process.h"
-
 namespace ryx::tests {
 namespace {
-
-class ToolboxTest : public testing::Test {
- protected:
-  /// Runs the tool in the test's folder through a shell: `arguments` may quote and redirect.
-  int run(const std::string& arguments) {
-    const ProcessResult result =
-        runScript("\"$@\" " + arguments, {RYX_TOOLBOX_PATH}, folder_.path());
-    out_ = result.out;
-    err_ = result.err;
-    return result.status;
-  }
-
-  [[nodiscard]] std::string read(const std::string& name) const { return readFile(folder_ / name); }
-  void write(const std::string& name, const std::string& content) const {
-    writeFile(folder_ / name, content);
-  }
-
-  /// Expects the tool to fail with this line alone.
-  void expectFailure(const std::string& arguments, const std::string& error) {
-    EXPECT_EQ(run(arguments), 1) << arguments;
-    EXPECT_EQ(err_, "ryx-profile-log: " + error + "\n");
-  }
-
-  void makeLog(const std::string& json, const std::string& log) {
-    write("case.json", json);
-    ASSERT_EQ(run("make case.json " + log), 0) << err_;
-  }
-
-  const TemporaryFolder folder_;
-  std::string out_;
-  std::string err_;
-};
 
 constexpr const char* kMessage = R"("timestamp": {}, "timing": {})";
 
