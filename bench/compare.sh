@@ -146,7 +146,7 @@ measure_once() {
   whole_process text "$viewer" -f text "$work/deep.log"
   whole_process csv "$viewer" -f csv -o "$out/report.csv" "$work/deep.log"
   whole_process json "$viewer" -f json -o "$out/report.json" "$work/deep.log"
-  whole_process flatc flatc --json --raw-binary -o "$out" "$root/stream/profile_log.fbs" \
+  whole_process flatc flatc --json --raw-binary -o "$out" "$root/src/stream/profile_log.fbs" \
     -- "$work"/chunks/*
   local part
   for part in 1 2 4; do in_process "read-deep$part" ryx-bench-read "deep$part"; done

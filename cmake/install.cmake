@@ -7,7 +7,6 @@ install(TARGETS RyxGpuProfilingReader RyxProfilingReader
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/ryx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
-install(FILES events/profile_event.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ryx)
 
 # Hosts load the plug-ins with dlopen: all they build against is the interface's header.
 add_library(ryx_profile_log_reader INTERFACE)

@@ -1,8 +1,11 @@
-# Compiler settings shared by every target: one interface target, linked by all of them.
+# What every target shares: where headers are found, warnings, sanitizers. Links nothing.
 add_library(ryx_options INTERFACE)
+target_compile_features(ryx_options INTERFACE cxx_std_17)
 target_compile_options(ryx_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
-target_include_directories(ryx_options INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)
+target_include_directories(ryx_options INTERFACE
+  ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
+  ${PROJECT_SOURCE_DIR}/tools)
 
 set(RYX_SANITIZE "" CACHE STRING "Value for -fsanitize= in every target, or empty")
 if(RYX_SANITIZE)
@@ -12,3 +15,9 @@ if(RYX_SANITIZE)
     -fno-omit-frame-pointer)
   target_link_options(ryx_options INTERFACE -fsanitize=${RYX_SANITIZE})
 endif()
+# A library of one folder: ryx_add_library(NAME SOURCE...). What it includes of other folders it
+# names with target_link_libraries, which its users inherit.
+function(ryx_add_library name)
+  add_library(${name} STATIC ${ARGN})
+  target_link_libraries(${name} PUBLIC $<BUILD_INTERFACE:ryx_options>)
+endfunction()

@@ -1,10 +1,10 @@
 // A process makes a handful of reports, a fuzzer millions, and all of them stay in one document.
-// The document is private to the report's source, so this source takes that one's place: whoever
-// links it leaves the ryx_gpu objects out.
+// The document is private to the report's source, so this source takes that one's place: a
+// linker that has it does not fetch the other from the reader's library.
 
 #include "fuzz/json_reports.h"
 
-#include "gpu/json_report.cpp"  // NOLINT(bugprone-suspicious-include)
+#include "reports/json_report.cpp"  // NOLINT(bugprone-suspicious-include)
 
 namespace ryx::fuzz {
 

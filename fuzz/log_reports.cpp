@@ -8,9 +8,9 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/logger.h"
 #include "fuzz/json_reports.h"
 #include "fuzz/require.h"
-#include "log/logger.h"
 #include "reader/ryx_profile_log_reader_gpu.h"
 
 namespace ryx::fuzz {

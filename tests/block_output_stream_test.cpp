@@ -1,4 +1,4 @@
-#include "gpu/block_output_stream.h"
+#include "reports/block_output_stream.h"
 
 #include <gtest/gtest.h>
 #include <rapidjson/stringbuffer.h>

@@ -1,4 +1,4 @@
-#include "toolbox/document_splitter.h"
+#include "log/document_splitter.h"
 
 #include <gtest/gtest.h>
 

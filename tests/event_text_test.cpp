@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 
-#include "events/number_text.h"
+#include "base/number_text.h"
 
 namespace ryx::profiling {
 namespace {

@@ -1,4 +1,4 @@
-#include "log/logger.h"
+#include "base/logger.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "log/os_helpers.h"
+#include "base/os_helpers.h"
 
 namespace ryx::log {
 namespace {

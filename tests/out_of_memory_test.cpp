@@ -12,8 +12,8 @@
 #include <new>
 #include <string>
 
+#include "base/logger.h"
 #include "fuzz/json_reports.h"
-#include "log/logger.h"
 #include "reader/ryx_profile_log_reader_gpu.h"
 #include "ryx/profile_log_writer.h"
 #include "tests/process.h"

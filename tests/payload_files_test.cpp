@@ -4,7 +4,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "log/logger.h"
+#include "base/logger.h"
 #include "reader/ryx_profile_log_reader.h"
 #include "tests/process.h"
 

@@ -8,7 +8,7 @@
 #include <locale>
 #include <sstream>
 
-#include "events/profile_event.h"
+#include "ryx/profile_event.h"
 #include "ryx/profile_log_reader.h"
 #include "tests/process.h"
 

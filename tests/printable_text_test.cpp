@@ -1,4 +1,4 @@
-#include "log/printable_text.h"
+#include "base/printable_text.h"
 
 #include <gtest/gtest.h>
 

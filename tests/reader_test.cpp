@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "log/logger.h"
+#include "base/logger.h"
 #include "reader/ryx_profile_log_reader.h"
 #include "ryx/profile_log_writer.h"
 #include "stream/chunk_verifier.h"

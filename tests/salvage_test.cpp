@@ -1,6 +1,6 @@
 // Damages recorded and made logs in every way that the format allows, and counts what comes back.
 
-#include "toolbox/salvage.h"
+#include "log/salvage.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,43 @@
+#include "base/number_text.h"
+
+#include <limits>
+
+namespace ryx::profiling {
+namespace {
+
+// A sign, the integer digits of the largest double, the point and its decimals.
+constexpr int kMaxDecimals = 6;
+constexpr size_t kFixedBytes = 3 + std::numeric_limits<double>::max_exponent10 + kMaxDecimals;
+
+}  // namespace
+
+std::string decimal(uint64_t number) {
+  std::string text;
+  appendDecimal(text, number);
+  return text;
+}
+
+void appendFixed(std::string& text, double number, int decimals) {
+  char digits[kFixedBytes];
+  const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed,
+                                 decimals < kMaxDecimals ? decimals : kMaxDecimals)
+                       .ptr;
+  text.append(digits, end);
+}
+
+std::string fixedPoint(double number, int decimals) {
+  std::string text;
+  appendFixed(text, number, decimals);
+  return text;
+}
+
+std::string generalNumber(double number) {
+  constexpr int kSignificantDigits = 6;
+  char digits[32];
+  const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general,
+                                 kSignificantDigits)
+                       .ptr;
+  return std::string(digits, end);
+}
+
+}  // namespace ryx::profiling
