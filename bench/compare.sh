@@ -52,7 +52,7 @@ build_release() {
   # shellcheck source=../scripts/packages.sh
   source "$root/scripts/packages.sh" &&
     "$root/scripts/install-packages.sh" \
-      "${build_packages[@]}" "${test_packages[@]}" libbenchmark-dev &&
+      "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" &&
     cmake -S "$root" --preset release -DRYX_BUILD_BENCH=ON &&
     cmake --build "$root/build/release" --target ryx_bench
 }

@@ -1,11 +1,23 @@
 #!/usr/bin/env bash
-# Checks format and clang-tidy findings of every source; any finding is an error.
+# Checks the format of every source, and what clang-tidy and shellcheck find; any finding is an
+# error. Everything is checked before the first finding ends it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source scripts/packages.sh
 
-scripts/install-packages.sh clang-format clang-tidy
-git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
-cmake --preset release -DRYX_BUILD_TESTS=ON -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null
-cmake --build --preset release >/dev/null
+scripts/install-packages.sh "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" \
+  "${lint_packages[@]}"
+# clang-tidy reads the release build's compile commands, and the header generated in it.
+configured=$(cmake --preset release -DRYX_BUILD_TESTS=ON -DRYX_BUILD_BENCH=ON 2>&1 &&
+  cmake --build --preset release --target ryx_schema 2>&1) || {
+  echo "$configured" >&2
+  exit 1
+}
+
+status=0
+git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror || status=1
+git ls-files '*.sh' .ci/run | xargs shellcheck --external-sources --source-path=SCRIPTDIR:. || status=1
+# A consumer is built against an installed tree, so no compile command is known for it.
 git ls-files '*.cpp' ':!tests/consumer' |
-  xargs -P "$(nproc)" -n 1 clang-tidy -p build/release --quiet
+  xargs -P "$(nproc)" -n 1 clang-tidy -p build/release --quiet || status=1
+exit $status

@@ -7,4 +7,5 @@ build_packages=(
 )
 test_packages=(libgtest-dev binutils pkg-config)
 bench_packages=(libbenchmark-dev)
+lint_packages=(git clang-format clang-tidy shellcheck)
 fuzz_packages=(clang libclang-rt-14-dev)

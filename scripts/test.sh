@@ -1,19 +1,60 @@
 #!/usr/bin/env bash
-# Installs what is missing, then builds and runs every test: the release build, and again under the
-# address and undefined-behaviour sanitizers.
+# Installs what is missing, builds the release and runs its tests.
+#
+# With --all, as CI runs it, also: format and lint, every test under the address and
+# undefined-behaviour sanitizers, the unit tests under the thread sanitizer, and where the
+# environment says CI=true a minute of each fuzzer. Ends with the
+# time that each step took.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
-scripts/install-packages.sh "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}"
-test_preset() {
-  cmake --preset "$1" -DRYX_BUILD_TESTS=ON "${@:2}"
-  cmake --build --preset "$1"
-  ctest --preset "$1"
+all=false
+case "$*" in
+  '') ;;
+  --all) all=true ;;
+  *)
+    echo "usage: scripts/test.sh [--all]" >&2
+    exit 2
+    ;;
+esac
+
+times=()
+step() { # what command...
+  local what=$1 start=$SECONDS
+  shift
+  echo "== $what"
+  "$@"
+  times+=("$(printf '%3d min %02d s  %s' $(((SECONDS - start) / 60)) $(((SECONDS - start) % 60)) "$what")")
 }
-test_preset release -DRYX_BUILD_BENCH=ON
-test_preset asan
-# Fuzzing takes minutes, each time; what it has found so far replays in the tests above.
-if [ "${CI:-}" = true ]; then
-  scripts/fuzz.sh 60
+
+test_release() {
+  cmake --preset release -DRYX_BUILD_TESTS=ON -DRYX_BUILD_BENCH=ON
+  cmake --build --preset release
+  ctest --preset release
+}
+test_asan() {
+  cmake --preset asan -DRYX_BUILD_TESTS=ON
+  cmake --build --preset asan
+  ctest --preset asan
+}
+test_tsan() {
+  cmake --preset tsan -DRYX_BUILD_TESTS=ON
+  cmake --build --preset tsan --target ryx_unit_tests
+  ctest --preset tsan --label-regex unit
+}
+
+$all || echo "the release build and its tests; from scratch some minutes on two cores"
+step "packages" scripts/install-packages.sh \
+  "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}"
+step "release build and tests" test_release
+if $all; then
+  step "format and lint" scripts/lint.sh
+  step "address and undefined-behaviour sanitizers" test_asan
+  step "thread sanitizer" test_tsan
+  # These take minutes, each time; what they have found so far is in the tests above.
+  [ "${CI:-}" != true ] || step "fuzzers" scripts/fuzz.sh 60
 fi
+
+echo "== all passed"
+printf '%s\n' "${times[@]}"
