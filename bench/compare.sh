@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Measures the reader and the viewer, and prints one table of ratios: to the floor (read each chunk,
-# verify it, drop it), to flatc, to the log's size, and to a log with fewer executions.
+# Measures the reader, the viewer and the writer, and prints one table of ratios: to the floor (read
+# each chunk, verify it, drop it), to flatc, to the log's size, to a log with fewer executions, and
+# to a writer that does not look for texts that repeat.
 #
 # Everything is measured once in each round, so that what else the machine does hits all alike. A
 # ratio is that of the least times of all rounds; peak memory is the most of all rounds.
@@ -70,7 +71,7 @@ viewer=$bin/ryx-profile-viewer
 
 # --- Logs -----------------------------------------------------------------------------------------
 
-# At most this much is in the work folder at any time: six logs of 330 MB or less, chunks, outputs.
+# At most this much is in the work folder at any time: logs of 330 MB or less, chunks, outputs.
 needed=$(calculate "6e9 * $scale")
 has_room() {
   local available
@@ -104,6 +105,11 @@ done
 make_log wide1 --shape wide --scale "$(calculate "$scale / 8")"
 make_log many1 --shape many --scale "$(calculate "$scale / 8")" --executions 4
 make_log many8 --shape many --scale "$(calculate "$scale / 8")" --executions 32
+make_log small --shape deep --scale "$(calculate "$scale * 0.00106")"
+small_logs() { # count
+  local log=$work/small.log
+  for ((i = 0; i < $1; ++i)); do echo "$log"; done
+}
 mkdir "$work/chunks"
 "$bin/ryx-bench-split" "$work/deep.log" "$work/chunks"
 
@@ -117,11 +123,12 @@ keep() { echo "$1 $2" >>"$measures"; } # name value
 # Of all that is measured, the JSON report takes the most: for itself, and in memory for its output.
 warm_memory() { "$bin/ryx-bench-warm-memory" "$((7 * bytes[deep]))"; }
 
-in_process() { # name tool log
-  local answer
+in_process() { # name tool log arguments
+  local name=$1 tool=$2 log=$3 answer
+  shift 3
   warm_memory
-  answer=$("$bin/$2" "$work/$3.log")
-  keep "$1" "${answer%% *}"
+  answer=$("$bin/$tool" "$work/$log.log" "$@")
+  keep "$name" "${answer%% *}"
 }
 
 whole_process() { # name command
@@ -135,6 +142,14 @@ whole_process() { # name command
   keep "$name" "$seconds"
   keep "$name-memory" "$peak"
   rm -rf "$out"
+}
+
+written() { # texts
+  local answer
+  answer=$("$bin/ryx-bench-write" "$1" "$work/written")
+  keep "write-$1" "${answer%% *}"
+  keep "write-$1-bytes" "$(stat -c %s "$work/written")"
+  rm "$work/written"
 }
 
 measure_once() {
@@ -153,7 +168,14 @@ measure_once() {
   in_process read-wide1 ryx-bench-read wide1
   in_process read-many1 ryx-bench-read many1
   in_process read-many8 ryx-bench-read many8
+  written each-time
+  written once
   whole_process json1 "$viewer" -f json -o "$out/report.json" "$work/deep1.log"
+  local count logs
+  for count in 25 500; do
+    mapfile -t logs < <(small_logs "$count")
+    whole_process "json-of-$count" "$viewer" -f json -o "$out/report.json" "${logs[@]}"
+  done
 }
 
 cat "$work"/*.log "$work"/chunks/* >/dev/null # into the page cache
@@ -177,7 +199,7 @@ row() { # what on bound ratio
   elif holds "$ratio > $3"; then
     verdict=OVER over=1
   fi
-  printf '%-42s %-12s %8.3f %8s  %s\n' "$1" "$2" "$ratio" "$3" "$verdict"
+  printf '%-44s %-12s %8.3f %8s  %s\n' "$1" "$2" "$ratio" "$3" "$verdict"
 }
 
 to_floor() { row "$1, to the floor" 'deep run' "$3" "$(least "$2") / $(least floor-process)"; }
@@ -190,7 +212,7 @@ per_event() { # on bound shape
     "$(least "read-$3") / ${events[$3]} / ($(least read-deep) / ${events[deep]})"
 }
 
-printf '%-42s %-12s %8s %8s\n' what on ratio bound
+printf '%-44s %-12s %8s %8s\n' what on ratio bound
 row 'readLogFile, to the floor' 'deep run' 6 "$(least read-deep) / $(least floor)"
 per_event 'wide graph' 1.3 wide
 per_event 'many graphs' 2.2 many
@@ -207,4 +229,9 @@ growth 'readLogFile at 8x the executions' 'deep run' 8.8 read-deep read-deep1
 growth 'readLogFile at 8x the executions' 'wide graph' 8.8 read-wide read-wide1
 growth 'readLogFile at 8x the executions' 'many graphs' 8.8 read-many8 read-many1
 growth 'viewer -f json at 8x the executions' 'deep run' 8.8 json json1
+growth 'viewer -f json at 20x the logs' '500 x 350 kB' 25 json-of-500 json-of-25
+row 'writer, repeated texts once, to each time' 'deep run' 1.3 \
+  "$(least write-once) / $(least write-each-time)"
+row 'the same, size of the log' 'deep run' 0.6 \
+  "$(least write-once-bytes) / $(least write-each-time-bytes)"
 exit "$over"

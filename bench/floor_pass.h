@@ -9,7 +9,7 @@
 
 namespace ryx::bench {
 
-/// Reads every chunk of the log at `path`, verifies it and drops it. Answers how many there were,
+/// Reads every chunk of the log at `path`, verifies it and drops it. Returns how many there were,
 /// or nothing when one could not be read or did not verify.
 [[nodiscard]] std::optional<size_t> countVerifiedChunks(const std::string& path);
 

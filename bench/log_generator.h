@@ -15,7 +15,7 @@ struct LogShape {
   size_t executionsPerGraph = 1;
   size_t rootEventsPerExecution = 1;
   size_t subEventsPerRootEvent = 0;
-  size_t messagesPerChunk = 0;  ///< 0: whatever the writer does by itself
+  size_t messagesPerChunk = 0;  ///< 0: as many as fit in 256 KiB, at most 256
 };
 
 // The standard shapes, of about 4 million events each.

@@ -65,7 +65,7 @@ int run(int argc, char** argv) {
       {"--executions", "Executions of each graph", &LogShape::executionsPerGraph, {}},
       {"--roots", "Root events of each execution", &LogShape::rootEventsPerExecution, {}},
       {"--subs", "Sub-events of each root event", &LogShape::subEventsPerRootEvent, {}},
-      {"--messages-per-chunk", "0 for the writer's own limits", &LogShape::messagesPerChunk, {}}};
+      {"--messages-per-chunk", "0 for as many as fit in 256 KiB", &LogShape::messagesPerChunk, {}}};
   for (Dimension& dimension : dimensions)
     app.add_option(dimension.name, dimension.value, dimension.description);
   std::string path;

@@ -18,7 +18,9 @@ target_include_directories(ryx_profile_log_reader INTERFACE
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(ryx_profile_log_reader INTERFACE ${CMAKE_DL_LIBS})
 
-install(TARGETS ryx_profile_log_writer ryx_profile_log_reader EXPORT RyxProfileTargets ARCHIVE)
+# The libraries below these come with them: static libraries carry none of what they link.
+install(TARGETS ryx_profile_log_writer ryx_profile_log_reader ryx_stream ryx_base
+        EXPORT RyxProfileTargets ARCHIVE)
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/RyxProfile)
 install(EXPORT RyxProfileTargets NAMESPACE ryx:: DESTINATION ${packageDir})
 configure_package_config_file(cmake/RyxProfileConfig.cmake.in

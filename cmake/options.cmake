@@ -2,7 +2,8 @@
 add_library(ryx_options INTERFACE)
 target_compile_features(ryx_options INTERFACE cxx_std_17)
 target_compile_options(ryx_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>)
 target_include_directories(ryx_options INTERFACE
   ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
   ${PROJECT_SOURCE_DIR}/tools)
@@ -14,7 +15,14 @@ if(RYX_SANITIZE)
     -fsanitize=${RYX_SANITIZE} -fno-sanitize=alignment -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
   target_link_options(ryx_options INTERFACE -fsanitize=${RYX_SANITIZE})
+  target_compile_definitions(ryx_options INTERFACE RYX_SANITIZED)
 endif()
+if(RYX_BUILD_FUZZERS)
+  # Of headers, so it concerns whatever includes them; clang's option, as the fuzzers are.
+  target_compile_options(ryx_options INTERFACE
+    -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/ignored_findings.txt)
+endif()
+
 # A library of one folder: ryx_add_library(NAME SOURCE...). What it includes of other folders it
 # names with target_link_libraries, which its users inherit.
 function(ryx_add_library name)

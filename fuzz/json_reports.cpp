@@ -12,6 +12,7 @@ void forgetJsonReports() {
   using namespace ryx::profiling;
   JsonDocument(rapidjson::kArrayType).Swap(g_jsonReports);
   g_firstJsonReport = true;
+  g_lastWritten = {};
 }
 
 }  // namespace ryx::fuzz

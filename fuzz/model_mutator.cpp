@@ -1,3 +1,10 @@
+// What is put in comes from lists of the values that code treats apart: the numbers at which types
+// end, the identifiers and event types that reports look for, texts with NULs, commas, format
+// directives and bytes that are not UTF-8. Any other number is one among many, and a fuzzer would
+// try it for hours without reaching another line.
+//
+// The seed alone decides, so that a finding can be repeated.
+
 #include "fuzz/model_mutator.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds and runs one fuzzer: fuzz/run.sh chunk|log|model SECONDS [OPTION...]
+# Builds and runs one fuzzer: fuzz/run.sh chunk|log|model|salvage SECONDS [OPTION...]
 #
 # What it finds is left in build/fuzz/artifacts; inputs that reach new code are gathered in
 # build/fuzz/inputs/TARGET, from where `-merge=1` distils a new fuzz/corpus/TARGET.

@@ -5,6 +5,6 @@ cd "$(dirname "$0")/.."
 source scripts/packages.sh
 
 scripts/install-packages.sh "${build_packages[@]}" "${fuzz_packages[@]}"
-for target in chunk log model; do
+for target in chunk log model salvage; do
   fuzz/run.sh "$target" "${1:-60}"
 done

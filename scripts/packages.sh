@@ -4,8 +4,9 @@
 build_packages=(
   g++ cmake ninja-build
   flatbuffers-compiler libflatbuffers-dev rapidjson-dev libcli11-dev libmimalloc-dev
+  libzstd-dev zlib1g-dev
 )
-test_packages=(libgtest-dev binutils pkg-config)
+test_packages=(libgtest-dev binutils pkg-config zstd)
 bench_packages=(libbenchmark-dev)
 lint_packages=(git clang-format clang-tidy shellcheck)
 fuzz_packages=(clang libclang-rt-14-dev)

@@ -1,10 +1,12 @@
 #include "reports/block_output_stream.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <rapidjson/stringbuffer.h>
 
-#include <sstream>
 #include <string>
+
+#include "tests/process.h"
 
 namespace ryx::profiling {
 namespace {
@@ -43,12 +45,13 @@ TEST(BlockOutputStreamTest, WritesWhatRapidJsonsOwnStreamDoes) {
   rapidjson::PrettyWriter<rapidjson::StringBuffer> expectedWriter(expected);
   document.Accept(expectedWriter);
 
-  std::ostringstream os;
-  BlockOutputStream stream(os);
+  const tests::TemporaryFolder folder;
+  const Result<Descriptor> file = openFile(folder / "file", O_WRONLY | O_CREAT);
+  BlockOutputStream stream(file->get());
   JsonPrettyWriter writer(stream);
   document.Accept(writer);
-  stream.Flush();
-  EXPECT_TRUE(os.str() == expected.GetString());
+  EXPECT_TRUE(stream.finish());
+  EXPECT_TRUE(tests::readFile(folder / "file") == expected.GetString());
 }
 
 }  // namespace

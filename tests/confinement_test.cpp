@@ -25,9 +25,10 @@ class ConfinementTest : public testing::Test {
 
   /// Writes home/NAME, a log of one Init message with these events.
   void makeLog(const std::string& name, const std::string& events) {
-    writeFile(folder_ / "case.json", R"({"messages":[{"timestamp":{},"timing":{},"method_type":)"
-                                     R"("Init","events":[)" +
-                                         events + "]}]}");
+    writeFile(folder_ / "case.json",
+              R"({"header":{},"messages":[{"timestamp":{},"timing":{},"method_type":)"
+              R"("Init","events":[)" +
+                  events + "]}]}");
     const auto made =
         runProcess({RYX_TOOLBOX_PATH, "make", "case.json", "home/" + name}, folder_.path());
     ASSERT_EQ(0, made.status) << made.err;
@@ -84,22 +85,58 @@ TEST_F(ConfinementTest, PayloadsStayInTheirFolder) {
   EXPECT_NE(std::string::npos, files().find("home/escaped.bin"));
 }
 
-TEST_F(ConfinementTest, ReportsAndLaterLogsAreStillReached) {
+TEST_F(ConfinementTest, NothingElseThanWritingFilesIsAllowed) {
+  writeFile(folder_ / "home/report-more", "\xff");
+  const std::string plugin = RYX_FAKE_PLUGIN_DIR "/libryx_fake_whole.so";
+  EXPECT_EQ("refused: symlink mkdir mkfifo rename unlink\ntext:report-more\n",
+            view({"--plugin", plugin, "--save-objects=saved", "report-more"}).out);
+}
+
+TEST_F(ConfinementTest, ReportsAndLogsAreStillReached) {
   makeLog("a.log", payloadEvent("p.bin"));
   makeLog("b.log", payloadEvent("p.bin"));
-  for (const std::string& report : {std::string("new.csv"), std::string("new.json"),
-                                    std::string("-"), folder_ / "elsewhere/new.csv"}) {
-    const auto result = view({"-f", report.find("json") == std::string::npos ? "csv" : "json", "-o",
-                              report, "--save-objects=made/on/the/way", "a.log", "b.log"});
-    EXPECT_EQ(0, result.status) << report << result.err;
-    const std::string written =
-        report == "-" ? result.out : readFile(fs::path(folder_ / "home") / report);
-    EXPECT_NE(std::string::npos, written.find("b.log")) << report;
+  const std::string elsewhere = folder_ / "elsewhere/new.csv";
+  const struct {
+    std::string script;
+    std::string output;
+    const char* log;  ///< that the last report in it is of
+  } cases[] = {
+      {"viewer a.log b.log -o new.csv", "new.csv", "b.log"},
+      {"viewer a.log b.log -o new.json", "new.json", "b.log"},
+      {"viewer a.log b.log -o new.txt", "new.txt", "b.log"},
+      {"viewer a.log b.log -o " + elsewhere, elsewhere, "b.log"},
+      {"viewer a.log b.log >caught", "caught", "b.log"},
+      {"viewer -f csv a.log b.log >caught", "caught", "b.log"},
+      {"viewer a.log b.log | cat >caught", "caught", "b.log"},
+      {"viewer -f json -o /dev/stdout b.log | cat >caught", "caught", "b.log"},
+      {"cat b.log | viewer a.log - >caught", "caught", "/dev/stdin"},
+      {"viewer a.log - <b.log >caught", "caught", "/dev/stdin"},
+      {"mkfifo pipe; cat b.log >pipe & viewer pipe >caught", "caught", "pipe"},
+      // More logs than rules could be stacked.
+      {"set a.log a.log a.log a.log; viewer $* $* $* $* $* b.log >caught", "caught", "b.log"},
+  };
+  for (const auto& [script, output, log] : cases) {
+    const auto result = runScript(
+        "viewer() { " RYX_VIEWER_PATH " --save-objects=made/on/the/way \"$@\"; }; " + script, {},
+        folder_ / "home");
+    EXPECT_EQ(0, result.status) << script << result.err;
+    EXPECT_NE(std::string::npos, readFile(fs::path(folder_ / "home") / output).find(log)) << script;
+    EXPECT_TRUE(fs::exists(folder_ / "home/made/on/the/way/p.bin")) << script;
+    fs::remove_all(folder_ / "home/made");
   }
-  const auto text = view({"-o", "text.txt", "--save-objects", "a.log", "missing.log", "b.log"});
-  EXPECT_EQ(1, text.status);
-  EXPECT_NE(std::string::npos, readFile(folder_ / "home/text.txt").find("NetRun"));
-  EXPECT_TRUE(fs::exists(folder_ / "home/p_1.bin"));
+  EXPECT_EQ("elsewhere/new.csv home/caught home/new.csv home/new.txt ", files());
+}
+
+// What the process needs to know of its system is read before it is confined.
+TEST_F(ConfinementTest, ReportsAreThoseOfAFreeProcess) {
+  const std::string sample = RYX_SAMPLES_DIR "/text-detection.log";
+  // A zone of its own, three hours east of UTC.
+  writeFile(folder_ / "zone", "TZif" + std::string(35, '\0') + "\1" +
+                                  std::string("\0\0\0\4\0\0\x2a\x30\0\0EAT\0", 14));
+  const std::vector<std::string> zoned = {"env", "TZ=:" + (folder_ / "zone")};
+  const std::string free = view({sample}, zoned).out;
+  EXPECT_EQ(free, view({"--save-objects=saved", sample}, zoned).out);
+  EXPECT_NE(free, view({sample}, {"env", "TZ=UTC"}).out);
 }
 
 TEST_F(ConfinementTest, FoldersThatCannotBeUsed) {
@@ -143,7 +180,8 @@ TEST_F(ConfinementTest, TerminalsShowControlCharactersOnly) {
     EXPECT_NE(std::string::npos, out.find(shown)) << arguments << out;
     EXPECT_EQ(std::string::npos, out.find('\x1b')) << arguments;
   }
-  EXPECT_NE(std::string::npos, onTerminal("\"$(printf 'a\\033b')\"").find("a\\x1bb: could not"));
+  EXPECT_NE(std::string::npos,
+            onTerminal("\"$(printf 'a\\033b')\"").find("cannot read a\\x1bb: No"));
 }
 
 TEST_F(ConfinementTest, DamageIsLocatedAndARescueNamed) {

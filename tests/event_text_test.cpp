@@ -49,8 +49,7 @@ TEST(EventText, ValueOfEveryDataType) {
       {0x0164 + 1, 7, ""},
   };
   for (const auto& c : cases)
-    EXPECT_EQ(c.text, toText({static_cast<EventDataType>(c.dataType), c.payload}))
-        << std::hex << c.dataType;
+    EXPECT_EQ(c.text, toText({c.dataType, c.payload})) << std::hex << c.dataType;
   EXPECT_THROW((void)toText({EventDataType::String, 0}), std::logic_error);
 }
 

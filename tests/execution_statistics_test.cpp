@@ -138,7 +138,7 @@ TEST(ExecutionStatistics, AverageEqualsTheLiteralRuleOnRandomTrees) {
 }
 
 TEST(QueueWait, MeanTruncatesAndWrapsAtTheTop) {
-  const auto mean = [](std::vector<uint64_t> payloads) {
+  const auto mean = [](const std::vector<uint64_t>& payloads) {
     GraphQueueWaits waits;
     for (const uint64_t payload : payloads) waits.waits.push_back({EventDataType::Uint64, payload});
     return meanQueueWait(waits);

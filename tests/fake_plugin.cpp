@@ -1,7 +1,14 @@
 // A reader plug-in that does what the name of its log asks for, to show a host every outcome.
 // Built three times: whole, without log functions, and without `deleteReader`.
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdarg>
+#include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <new>
@@ -24,6 +31,29 @@ void emit(uint32_t level, const char* format, ...) {
   va_end(arguments);
 }
 
+/// In kilobytes; 0 for none.
+uint64_t memoryLimit() {
+  rlimit limit = {};
+  getrlimit(RLIMIT_DATA, &limit);
+  return limit.rlim_cur == RLIM_INFINITY ? 0 : limit.rlim_cur / 1024;
+}
+
+/// What else than writing files a log could want to have done.
+std::string refusedByTheSandbox() {
+  std::string refused;
+  const auto count = [&refused](const char* what, int result) {
+    if (result != 0) refused += what;
+  };
+  std::ofstream("made") << "x";
+  count(" link", link("made", "linked"));
+  count(" symlink", symlink("made", "symlinked"));
+  count(" mkdir", mkdir("folder", 0700));
+  count(" mkfifo", mkfifo("pipe", 0600));
+  count(" rename", rename("made", "renamed"));
+  count(" unlink", unlink("made"));
+  return refused;
+}
+
 class FakeReader : public ryx::profiling::ProfileLogReader {
  public:
   FakeReader(const std::string& log, int level) : log_(log), level_(level) {
@@ -32,10 +62,14 @@ class FakeReader : public ryx::profiling::ProfileLogReader {
 
   // Leaves its text in the stream's buffer, as a reader may.
   bool generateOutput(const std::string& outputPath) override {
-    if (asks("report-exhausted")) throw std::bad_alloc();
     if (asks("report-refused")) return false;
     if (asks("report-error")) emit(ryx::log::RYX_LOG_LEVEL_ERROR, "no room for %s", "it");
     if (!outputPath.empty()) std::ofstream(outputPath, std::ios::app) << "file:" << log_ << '\n';
+    if (asks("report-exhausted")) throw std::bad_alloc();
+    if (asks("report-killed")) raise(SIGTERM);
+    if (asks("report-more")) std::cout << "refused:" << refusedByTheSandbox() << '\n';
+    if (asks("report-cut"))
+      emit(ryx::log::RYX_LOG_LEVEL_ERROR, "cut short: [%s]", outputPath.c_str());
     std::cout << "text:" << log_ << '\n';
     return true;
   }
@@ -46,13 +80,20 @@ class FakeReader : public ryx::profiling::ProfileLogReader {
   bool readLogFile(bool saveObjectEvents) override {
     if (asks("read-exhausted")) throw std::bad_alloc();
     if (asks("read-thrown")) throw std::runtime_error("thrown while reading");
-    if (asks("read-refused")) return false;
+    if (asks("read-odd")) throw 7;
+    if (asks("read-vanished")) unlink(log_.c_str());
+    if (asks("read-refused") || asks("read-vanished")) return false;
     if (asks("read-error")) emit(ryx::log::RYX_LOG_LEVEL_ERROR, "odd message");
     if (asks("read-debug"))
       emit(ryx::log::RYX_LOG_LEVEL_DEBUG, "%s", std::string(5000, 'd').c_str());
+    for (int i = 0; asks("read-many") && i < 8; ++i) {
+      emit(ryx::log::RYX_LOG_LEVEL_ERROR, "odd message %d", i);
+      if (i < 5) emit(ryx::log::RYX_LOG_LEVEL_ERROR, "no more of these");
+    }
     if (asks("read-note")) std::cout << "note:" << log_ << '\n';
     if (asks("read-arguments"))
       std::cout << "level:" << level_ << " save:" << saveObjectEvents << '\n';
+    if (asks("read-limit")) std::cout << "limit:" << memoryLimit() << '\n';
     return true;
   }
 

@@ -114,5 +114,14 @@ TEST_P(GoldenTest, JsonAndSummary) {
   expectSaved("json-saved", {"--save-objects", "-o", "/dev/null", "-f", "json"});
 }
 
+TEST(GoldenTimeTest, IsLocal) {
+  const TemporaryFolder work;
+  const auto made = runProcess(
+      {RYX_TOOLBOX_PATH, "make", kGoldenFolder / "full-run/log.json", "case.log"}, work.path());
+  ASSERT_EQ(0, made.status) << made.err;
+  const auto result = runProcess({"env", "TZ=EST5", RYX_VIEWER_PATH, "case.log"}, work.path());
+  EXPECT_NE(std::string::npos, result.out.find("Log File Created: Tue Mar  4 05:15:02 2025\n"));
+}
+
 }  // namespace
 }  // namespace ryx::tests

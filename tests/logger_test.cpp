@@ -12,9 +12,13 @@
 namespace ryx::log {
 namespace {
 
-std::vector<std::string> g_lines;
+constexpr uint64_t kMinute = 60'000'000'000;  // nanoseconds
 
-void rememberLine(const char* format, uint32_t level, uint64_t, va_list arguments) {
+std::vector<std::string> g_lines;
+uint64_t g_timestamp;
+
+void rememberLine(const char* format, uint32_t level, uint64_t timestamp, va_list arguments) {
+  g_timestamp = timestamp;
   char text[256];
   vsnprintf(text, sizeof text, format, arguments);
   g_lines.push_back(std::to_string(level) + ' ' + text);
@@ -47,7 +51,10 @@ TEST_F(LoggerTest, LevelDecidesWhatPasses) {
   EXPECT_EQ(RYX_LOG_LEVEL_ERROR, getMaxLogLevel());
   EXPECT_TRUE(setMaxLogLevel(RYX_LOG_LEVEL_DEBUG));
   RYX_LOG_DEBUG("c");
+  Logger quiet(rememberLine, RYX_LOG_LEVEL_ERROR, nullptr);
+  quiet.log(RYX_LOG_LEVEL_DEBUG, "", 0, "d");
   EXPECT_EQ((std::vector<std::string>{"1 a 1", "5 c"}), g_lines);
+  EXPECT_LT(g_timestamp, kMinute) << "since the logger was made";
 }
 
 TEST_F(LoggerTest, InvalidLevelLeavesNoLogger) {
@@ -56,11 +63,18 @@ TEST_F(LoggerTest, InvalidLevelLeavesNoLogger) {
     EXPECT_FALSE(initializeLogging(rememberLine, level));
     EXPECT_EQ(0U, g_logHandle);
     EXPECT_FALSE(isLoggingInitialized());
+    LogStatus status = kLogStatusOk;
+    EXPECT_EQ(0U, createLogger(rememberLine, level, &status));
+    EXPECT_EQ(11003U, status);
   }
 }
 
 TEST_F(LoggerTest, TerminatedUntilInitializedAgain) {
   ASSERT_TRUE(initializeLogging(rememberLine, RYX_LOG_LEVEL_DEBUG));
+  const auto replaced = lookupLogger(g_logHandle);
+  const LogHandle former = g_logHandle;
+  ASSERT_TRUE(initializeLogging(rememberLine, RYX_LOG_LEVEL_DEBUG));
+  EXPECT_EQ(nullptr, lookupLogger(former));
   const LogHandle handle = g_logHandle;
   EXPECT_NE(0U, handle);
   terminateLogging();
@@ -87,10 +101,11 @@ std::string formatted(size_t size, uint32_t level, uint64_t timestamp, const cha
   std::string buffer(size + 1, '#');
   va_list arguments;
   va_start(arguments, format);
-  formatLogLine(buffer.data(), size, format, level, timestamp, arguments);
+  const int length = formatLogLine(buffer.data(), size, format, level, timestamp, arguments);
   va_end(arguments);
+  EXPECT_EQ(format[1] == '\0' ? 1 : 3, length) << "of the message";
   EXPECT_EQ('#', buffer[size]) << "written past the end";
-  return size == 0 ? "" : std::string(buffer.c_str());
+  return size == 0 ? "" : buffer.substr(0, buffer.find('\0'));
 }
 
 TEST_F(LoggerTest, FormattedLine) {
@@ -102,6 +117,18 @@ TEST_F(LoggerTest, FormattedLine) {
   EXPECT_EQ("     0.0ms [       ] m", formatted(64, 9, 1, "m"));
   EXPECT_EQ("     0.", formatted(8, RYX_LOG_LEVEL_INFO, 1, "m"));
   formatted(0, RYX_LOG_LEVEL_INFO, 1, "m");
+  ASSERT_TRUE(initializeLogging(nullptr, RYX_LOG_LEVEL_DEBUG));
+  sleepMilliseconds(2);
+  const double sinceThen = std::stod(formatted(64, RYX_LOG_LEVEL_INFO, 0, "m"));  // milliseconds
+  EXPECT_GE(sinceThen, 1);
+  EXPECT_LT(sinceThen * 1e6, kMinute);
+}
+
+TEST_F(LoggerTest, LinesOnStandardError) {
+  testing::internal::CaptureStderr();
+  logToStderr("a %d", 1);
+  logToStderr("%s", std::string(2000, 'y').c_str());
+  EXPECT_EQ("a 1\n" + std::string(1023, 'y') + "\n", testing::internal::GetCapturedStderr());
 }
 
 TEST_F(LoggerTest, NullFormatIsALogicError) {
@@ -118,6 +145,7 @@ void ignoreLine(const char*, uint32_t, uint64_t, va_list) {}
 // Meant for the thread sanitizer: nothing here may race.
 TEST_F(LoggerTest, ReplacedAndUsedFromManyThreads) {
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int t = 0; t < 8; ++t)
     threads.emplace_back([t] {
       for (int i = 0; i < 500; ++i) {
@@ -142,10 +170,10 @@ TEST(OsHelpers, TimesAndDates) {
   EXPECT_EQ('\n', text[24]);
   timeval now;
   EXPECT_EQ(0, getTimeOfDay(&now));
-  EXPECT_EQ(0, sleepMilliseconds(1001));
+  EXPECT_EQ(0, sleepMilliseconds(1000));
   timeval later;
   getTimeOfDay(&later);
-  EXPECT_GE((later.tv_sec - now.tv_sec) * 1000000 + later.tv_usec - now.tv_usec, 1001000);
+  EXPECT_GE((later.tv_sec - now.tv_sec) * 1000000 + later.tv_usec - now.tv_usec, 1000000);
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 // Every allocation of a read and of the reports after it fails, one by one: alone, and with all
-// that follow it.
+// that follow it. The same of writing a log.
 //
 // An executable of its own, because all of its allocations go through here: operator new is
 // replaced, and the linker wraps malloc and its kin in everything that is linked.
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -20,11 +19,10 @@
 
 namespace {
 
-// Reports may be written by a thread of their own.
-std::atomic<size_t> g_liveBlocks = 0;
-std::atomic<size_t> g_untilFailure = 0;  // the allocation that fails, counted from 1; 0 for none
-std::atomic<bool> g_failsForGood = false;
-std::atomic<bool> g_failed = false;
+size_t g_liveBlocks = 0;
+size_t g_untilFailure = 0;  // the allocation that fails, counted from 1; 0 for none
+bool g_failsForGood = false;
+bool g_failed = false;
 
 bool isToFail() {
   if (g_untilFailure == 0 || --g_untilFailure > 0) return false;
@@ -200,6 +198,30 @@ TYPED_TEST(OutOfMemoryTest, EveryAllocationMayFail) {
     }
     fuzz::forgetJsonReports();
     EXPECT_EQ(g_liveBlocks, blocksBefore) << "leaked";
+  }
+}
+
+TEST(WriterOutOfMemoryTest, AWarmWriterAllocatesNothingAndAColdOneSaysWhyItFailed) {
+  const tests::TemporaryFolder folder;
+  const std::string path = folder / "run.log";
+  const std::string text(10000, 'x');  // more than a new writer has room for
+  MessageRecord message;
+  message.text = text;
+  g_failsForGood = true;
+  for (const bool isWarm : {false, true}) {
+    ProfileLogWriter log({2, SIZE_MAX});
+    ASSERT_TRUE(log.open(path));
+    for (int i = 0; isWarm && i < 4; ++i) ASSERT_TRUE(log.addMessage(message));
+    const std::string before = tests::readFile(path);
+    g_untilFailure = 1;
+    bool good = true;
+    for (int i = 0; i < 20; ++i) good = log.addMessage(message) && good;
+    g_untilFailure = 0;
+    EXPECT_EQ(isWarm, good);
+    EXPECT_EQ(isWarm, log.close());
+    EXPECT_EQ(isWarm ? "" : "cannot write " + path + ": out of memory", log.error());
+    EXPECT_EQ(isWarm, before != tests::readFile(path));
+    EXPECT_TRUE(log.open(path) && log.addMessage(message) && log.close()) << log.error();
   }
 }
 

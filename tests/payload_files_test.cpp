@@ -1,11 +1,17 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
+#include <thread>
 
 #include "base/logger.h"
-#include "reader/ryx_profile_log_reader.h"
+#include "reader/ryx_profile_log_reader_gpu.h"
+#include "ryx/profile_log_writer.h"
 #include "tests/process.h"
 
 namespace ryx::profiling {
@@ -19,9 +25,8 @@ void countLine(const char*, uint32_t, uint64_t, va_list) { ++g_errorLines; }
 
 class PayloadReader : public RyxProfileLogReader {
  public:
-  using RyxProfileLogReader::forgetPayloadNames;
+  using RyxProfileLogReader::PayloadNumbering;
   using RyxProfileLogReader::RyxProfileLogReader;
-  using RyxProfileLogReader::saveObjectPayload;
 };
 
 class PayloadFilesTest : public testing::Test {
@@ -62,7 +67,6 @@ TEST_F(PayloadFilesTest, FirstFreeName) {
   };
   for (const auto& c : cases) {
     for (const auto& old : fs::directory_iterator(".")) fs::remove(old);
-    reader_.forgetPayloadNames();
     for (const std::string& name : c.present) tests::writeFile(name, "old");
     save(c.requested);
     EXPECT_EQ("new", tests::readFile(c.saved)) << c.requested;
@@ -71,13 +75,111 @@ TEST_F(PayloadFilesTest, FirstFreeName) {
   EXPECT_EQ(0, g_errorLines);
 }
 
-TEST_F(PayloadFilesTest, NumbersGoOnWhereFilesAreInTheWay) {
+TEST_F(PayloadFilesTest, SearchesBeginAtTheBareNameButWithinAReport) {
   tests::writeFile("trace_2.bin", "old");
-  for (const char* content : {"0", "1", "3"}) save("trace.bin", content);
-  EXPECT_EQ("0", tests::readFile("trace.bin"));
-  EXPECT_EQ("1", tests::readFile("trace_1.bin"));
-  EXPECT_EQ("old", tests::readFile("trace_2.bin"));
-  EXPECT_EQ("3", tests::readFile("trace_3.bin"));
+  const auto saved = [this](const char* content) {
+    save("trace.bin", content);
+    for (const auto& entry : fs::directory_iterator("."))
+      if (tests::readFile(entry.path()) == content) return entry.path().filename().string();
+    return std::string("nowhere");
+  };
+  {
+    const PayloadReader::PayloadNumbering report(reader_);
+    EXPECT_EQ("trace.bin", saved("a"));
+    EXPECT_EQ("trace_1.bin", saved("b"));
+    EXPECT_EQ("trace_3.bin", saved("c"));
+    fs::remove("trace.bin");
+    EXPECT_EQ("trace_4.bin", saved("d"));
+  }
+  EXPECT_EQ("trace.bin", saved("e"));
+  fs::remove("trace.bin");
+  EXPECT_EQ("trace.bin", saved("f"));
+}
+
+template <typename Reader>
+void expectEachReportToBeginAnew() {
+  ProfileLogWriter writer;
+  EventRecord object;
+  object.unit = 5;
+  object.fileName = "trace.bin";
+  const EventRecord objects[] = {object, object};
+  MessageRecord message;
+  message.method = ProfiledMethod::DeInit;
+  message.events = objects;
+  ASSERT_TRUE(writer.open("run.log") && writer.addMessage(message) && writer.close());
+  Reader reader("run.log", VisibilityLevel{127});
+  ASSERT_TRUE(reader.readLogFile(true));
+  ProfileEvent event;
+  event.unit = 5;
+  event.payloadFileName = "trace.bin";
+  for (int i = 0; i < 2; ++i) {
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(reader.generateOutput("/dev/null"));
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(fs::remove("trace.bin") && fs::remove("trace_1.bin")) << i;
+    std::ostringstream tree;
+    reader.printEventTree(tree, {event}, 1);
+    EXPECT_TRUE(fs::remove("trace.bin")) << "between reports";
+  }
+}
+
+TEST_F(PayloadFilesTest, EachReportBeginsAnew) {
+  expectEachReportToBeginAnew<RyxProfileLogReader>();
+  expectEachReportToBeginAnew<RyxProfileLogReaderGPU>();
+}
+
+TEST_F(PayloadFilesTest, NothingIsLostWhereManySaveUnderOneName) {
+  std::vector<std::thread> savers;
+  for (char name = 'a'; name < 'd'; ++name)
+    savers.emplace_back([name] {
+      PayloadReader reader("", VisibilityLevel{127});
+      ProfileEvent event;
+      event.payloadFileName = "trace.bin";
+      event.bytes = {static_cast<uint8_t>(name)};
+      const PayloadReader::PayloadNumbering report(reader);
+      for (int i = 0; i < 200; ++i) reader.saveObjectPayload(event);
+    });
+  for (std::thread& saver : savers) saver.join();
+  std::string contents;
+  for (int i = 0; i < 600; ++i)
+    contents += tests::readFile(i == 0 ? "trace.bin" : "trace_" + std::to_string(i) + ".bin");
+  EXPECT_EQ(600U, contents.size());
+  for (char name = 'a'; name < 'd'; ++name)
+    EXPECT_EQ(200, std::count(contents.begin(), contents.end(), name));
+}
+
+TEST_F(PayloadFilesTest, PipesAreTakenNamesAndLinksAreFollowed) {
+  ASSERT_EQ(0, mkfifo("pipe", 0600));
+  save("pipe");
+  EXPECT_EQ("new", tests::readFile("pipe_1"));
+  fs::create_symlink("target", "link");
+  save("link");
+  EXPECT_EQ("new", tests::readFile("target"));
+  save("link");
+  EXPECT_EQ("new", tests::readFile("link_1"));
+  EXPECT_EQ(0, g_errorLines);
+}
+
+/// The privileges of nobody in particular, where the tests run with all of them.
+class Unprivileged {
+ public:
+  Unprivileged() { (void)!seteuid(geteuid() == 0 ? 65534 : geteuid()); }
+  ~Unprivileged() { (void)!seteuid(getuid()); }
+};
+
+TEST_F(PayloadFilesTest, WhatCannotBeReadIsOverwritten) {
+  ASSERT_EQ(0, chmod(".", 0777));
+  {
+    const Unprivileged user;
+    tests::writeFile("secret", "longer than the payload");
+    ASSERT_EQ(0, chmod("secret", 0200));
+    ASSERT_EQ(0, mkfifo("pipe", 0200));
+    save("secret");
+    EXPECT_EQ(0, g_errorLines);
+    save("pipe");
+  }
+  EXPECT_EQ("new", tests::readFile("secret"));
+  EXPECT_EQ(1, g_errorLines) << "nobody reads from the pipe";
 }
 
 TEST_F(PayloadFilesTest, ContentIsKeptByteForByte) {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace ryx::log {
+namespace ryx {
 namespace {
 
 TEST(PrintableText, ShowsWhatATerminalWouldObey) {
@@ -27,6 +27,25 @@ TEST(PrintableText, ShowsWhatATerminalWouldObey) {
   }
 }
 
+TEST(PrintableText, ReplacesEachInvalidPartOnce) {
+  const struct {
+    const char* text;
+    const char* replaced;
+  } cases[] = {
+      {"a\xc3\xa9\x1b", "a\xc3\xa9\x1b"},
+      {"\xff\xfe", "\uFFFD\uFFFD"},
+      {"\xe2\x82"
+       "A\xc3",
+       "\uFFFDA\uFFFD"},
+      {"\xf0\x9f\x98\xe4\xb8", "\uFFFD\uFFFD"},
+      {"\xe0\x80\xaf", "\uFFFD\uFFFD\uFFFD"},
+      {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"},
+      {"\xf4\x90\x80\x80\xf4\x8f\xbf\xbf", "\uFFFD\uFFFD\uFFFD\uFFFD\U0010FFFF"},
+      {"\xf0\x80\x80\xf0\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\U00010000"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.replaced, replacedUtf8(c.text));
+}
+
 TEST(PrintableText, PiecesMayCutCharacters) {
   const std::string text = "\xc3\xa9\xe4\xb8\x96\xf0\x9f\x98\x80\x1b!";
   for (size_t cut = 0; cut <= text.size(); ++cut) {
@@ -38,4 +57,4 @@ TEST(PrintableText, PiecesMayCutCharacters) {
 }
 
 }  // namespace
-}  // namespace ryx::log
+}  // namespace ryx

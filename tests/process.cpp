@@ -25,6 +25,7 @@ void sendTo(int descriptor, const std::string& path, int flags) {
   sendTo(STDOUT_FILENO, captured / "out", O_WRONLY | O_CREAT);
   sendTo(STDERR_FILENO, captured / "err", O_WRONLY | O_CREAT);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command)
     arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);

@@ -1,15 +1,19 @@
 // Reading: what a log's chunks and messages leave in the reader.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/logger.h"
-#include "reader/ryx_profile_log_reader.h"
+#include "reader/ryx_profile_log_reader_gpu.h"
 #include "ryx/profile_log_writer.h"
 #include "stream/chunk_verifier.h"
 #include "stream/log_format.h"
@@ -29,6 +33,7 @@ void rememberLine(const char* format, uint32_t, uint64_t, va_list arguments) {
 class OpenReader : public RyxProfileLogReader {
  public:
   using RyxProfileLogReader::RyxProfileLogReader;
+  using RyxProfileLogReader::saveObjectEvents_;
   [[nodiscard]] const ProfileData& data() const { return data_; }
 };
 
@@ -115,9 +120,25 @@ TEST_F(ReaderTest, FilesThatAreNoLogs) {
   EXPECT_FALSE(folder.readLogFile(false));
   EXPECT_TRUE(logged("Invalid or nonexistent file: " + folder_.path()));
 
+  OpenReader unreadable("/proc/self/mem", VisibilityLevel{127});
+  EXPECT_FALSE(unreadable.readLogFile(false));
+  EXPECT_TRUE(logged("Invalid or nonexistent file: /proc/self/mem"));
+
   EXPECT_TRUE(readBytes(""));
   EXPECT_TRUE(readBytes("abc"));
 }
+
+#ifndef RYX_SANITIZED  // sanitizers have memory needs of their own
+TEST_F(ReaderTest, ChunksThatDoNotFitIntoMemory) {
+  rlimit old;
+  getrlimit(RLIMIT_AS, &old);
+  const rlimit one = {rlim_t{1} << 30, old.rlim_max};
+  setrlimit(RLIMIT_AS, &one);
+  EXPECT_FALSE(readBytes("\xff\xff\xff\x7f" + std::string(16, 'x')));
+  setrlimit(RLIMIT_AS, &old);
+  EXPECT_EQ(std::vector<std::string>{"Unable to allocate memory: std::bad_alloc"}, g_loggedLines);
+}
+#endif
 
 TEST_F(ReaderTest, BytesThatAreNoChunk) {
   using std::string_literals::operator""s;
@@ -139,6 +160,8 @@ TEST_F(ReaderTest, DamageKeepsEarlierMessagesButNoStatistics) {
   std::string damaged = bytes();
   damaged[firstChunk + kSizePrefixBytes] = '\x7f';
   EXPECT_FALSE(readBytes(damaged));
+  EXPECT_FALSE(reader_->readLogFile(true));
+  EXPECT_FALSE(reader_->saveObjectEvents_);
   ASSERT_EQ(1U, data().graphExecutions_.graphs().size());
   EXPECT_TRUE(data().executeAverages_.empty());
   // Nothing of the released chunks is handed out afterwards.
@@ -179,19 +202,6 @@ TEST_F(ReaderTest, MisalignedChunksAreRead) {
   }
 }
 
-TEST_F(ReaderTest, DepthLimit) {
-  // Levels of events below a message: 62 verify, and the writer refuses the 63rd.
-  std::vector<EventRecord> chain(62, event(0, "level"));
-  for (size_t i = 0; i + 1 < chain.size(); ++i) chain[i].nestedEvents = {&chain[i + 1], 1};
-  write(message(ProfiledMethod::Execute), {chain[0]});
-  ASSERT_TRUE(read());
-  size_t depth = 0;
-  for (const auto* events = &data().graphExecutions_.graphs()[0].executions[0].events;
-       !events->empty(); events = &events->front().subEvents)
-    ++depth;
-  EXPECT_EQ(62U, depth);
-}
-
 TEST_F(ReaderTest, FirstHeaderOfAnyChunkIsKept) {
   write(message(ProfiledMethod::Init));
   endChunk();
@@ -202,7 +212,15 @@ TEST_F(ReaderTest, FirstHeaderOfAnyChunkIsKept) {
   header.backendVersion = "second";
   header.timeScale = 2;
   ASSERT_TRUE(writer_.setHeader(header));
+  g_loggedLines.clear();
   ASSERT_TRUE(read());
+  const std::string none = "profiling::FlatBufferReaderUtil no more messages! (Message Counter: 0)";
+  const std::string end = "profiling::RyxProfileLogReader reached EOF!";
+  EXPECT_EQ((std::vector<std::string>{
+                "hdr is nullptr",
+                "profiling::FlatBufferReaderUtil no more messages! (Message Counter: 1)", end, none,
+                end, "Header details have been saved already.", none, end}),
+            g_loggedLines);
   const std::string details = reader_->getHeaderDetails();
   EXPECT_NE(std::string::npos, details.find("\nBackend: first\n")) << details;
   EXPECT_NE(std::string::npos, details.find("\nTime Scale: 0\n")) << details;
@@ -309,22 +327,6 @@ TEST_F(ReaderTest, ExecutionWithoutInitEventsEmptiesThem) {
   EXPECT_EQ("y ", names(graphs[1].executions[0].events));
 }
 
-TEST_F(ReaderTest, GraphRunSplitsThreeWaysAndIgnoresItsTiming) {
-  write(message(ProfiledMethod::GraphRun),
-        {event(300, "f"), event(0, "x"), event(100, "i"), event(301, "y")});
-  ASSERT_TRUE(read());
-  EXPECT_EQ("i ", names(data().initEvents_));
-  ASSERT_EQ(1U, data().graphEventSets_.size());
-  EXPECT_EQ("f ", names(data().graphEventSets_[0].events));
-  EXPECT_EQ(0U, data().graphEventSets_[0].duration);
-  const ExecutionRecord& execution = data().graphExecutions_.graphs()[0].executions[0];
-  EXPECT_EQ("x y ", names(execution.events));
-  EXPECT_EQ(0U, execution.duration);
-  EXPECT_EQ(0U, execution.timestamp);
-  EXPECT_TRUE(data().graphRunSeen_);
-  EXPECT_FALSE(data().finalizeSeen_);
-}
-
 TEST_F(ReaderTest, MessagesThatCannotBeTakenAreSkipped) {
   for (const auto method :
        {std::optional<ProfiledMethod>{}, std::optional<ProfiledMethod>(ProfiledMethod{0}),
@@ -374,30 +376,16 @@ TEST_F(ReaderTest, InitTotals) {
   EXPECT_EQ(1000U, data().initTotalTimestamp_);
 }
 
-TEST_F(ReaderTest, InitTotalsOfAFinalizedGraph) {
+TEST_F(ReaderTest, InitTotalsOfStepsThatTookNoTime) {
   MessageRecord step = message(ProfiledMethod::InitStep);
   step.timestamp = 77;
+  step.end = step.start;
   write(step);
-  write(message(ProfiledMethod::ComposeGraphs));
-  write(message(ProfiledMethod::Init));
-  write(message(ProfiledMethod::Finalize), {event(0, "f")});
+  step.method = ProfiledMethod::Finalize;
+  write(step);
   ASSERT_TRUE(read());
-  EXPECT_EQ(60U, data().initTotalDuration_);
-  EXPECT_EQ(77U, data().initTotalTimestamp_);
-}
-
-TEST_F(ReaderTest, QueueWaitsWhereEveryExecutionHasOne) {
-  EventRecord device = event(0, "device", 9);
-  const EventRecord waits[] = {event(405, "wait", 4)};
-  device.nestedEvents = waits;
-  write(message(ProfiledMethod::ExecuteHostRoundTrip), {device});
-  write(message(ProfiledMethod::ExecuteHostRoundTrip), {event(405, "wait", 7)});
-  ASSERT_TRUE(read());
-  ASSERT_EQ(1U, data().queueWaitAverages_.size());
-  ASSERT_EQ(2U, data().queueWaitAverages_[0].waits.size());
-  EXPECT_EQ(4U, data().queueWaitAverages_[0].waits[0].payload);
-  EXPECT_EQ(7U, data().queueWaitMaxima_.at(0).wait) << "of the last of two equally long ones";
-  EXPECT_EQ("", notes_);
+  EXPECT_EQ(0U, data().initTotalDuration_);
+  EXPECT_EQ(77U, data().initTotalTimestamp_) << "there is no Init message to take another from";
 }
 
 TEST_F(ReaderTest, QueueWaitsThatCannotBeToldApart) {
@@ -414,6 +402,107 @@ TEST_F(ReaderTest, QueueWaitsThatCannotBeToldApart) {
   EXPECT_EQ(note, notes_);
   EXPECT_TRUE(data().queueWaitAverages_.empty());
   EXPECT_EQ(2U, data().queueWaitMaxima_.size());
+}
+
+TEST_F(ReaderTest, OneGraphWithoutAQueueWaitLeavesNone) {
+  const EventRecord third[] = {event(405, "wait")};
+  EventRecord second = event(0, "second");
+  second.nestedEvents = third;
+  const EventRecord seconds[] = {second};
+  EventRecord first = event(0, "first");
+  first.nestedEvents = seconds;
+  write(message(ProfiledMethod::ExecuteHostRoundTrip, "a"), {event(405, "wait", 4)});
+  write(message(ProfiledMethod::Execute, "b"), {event(405, "wait", 4)});
+  write(message(ProfiledMethod::Execute, "too deep"), {first});
+  ASSERT_TRUE(read());
+  EXPECT_EQ(3, std::count(notes_.begin(), notes_.end(), '\n'));
+  EXPECT_TRUE(data().queueWaitAverages_.empty());
+  EXPECT_TRUE(data().queueWaitMaxima_.empty());
+  EXPECT_TRUE(data().queueWaitMinima_.empty());
+}
+
+TEST_F(ReaderTest, ASecondReadAddsToTheFirst) {
+  write(message(ProfiledMethod::Execute, "a"));
+  ASSERT_TRUE(read());
+  ASSERT_TRUE(reader_->readLogFile(true));
+  EXPECT_TRUE(reader_->saveObjectEvents_);
+  ASSERT_EQ(1U, data().graphExecutions_.graphs().size());
+  EXPECT_EQ(2U, data().graphExecutions_.graphs()[0].executions.size());
+  EXPECT_EQ(2U, data().executeAverages_.size());
+}
+
+/// A subclass's own way of writing events and header.
+template <typename Reader>
+class Overriding : public Reader {
+ public:
+  using Reader::Reader;
+  std::string getHeaderDetails() override { return "own header\n"; }
+  void printEventTree(std::ostream& os, const std::vector<ProfileEvent>& events,
+                      uint64_t level) override {
+    if (!events.empty()) os << "own tree " << level << '\n';
+  }
+  void writeCsvEvents(std::ostream& os, const std::vector<ProfileEvent>& events, uint64_t timestamp,
+                      const std::string& message) override {
+    if (!events.empty()) os << "own rows " << timestamp << message << '\n';
+  }
+};
+
+/// A standard output of the host's that refuses what is written first.
+class RefusingOnce : public std::stringbuf {
+ public:
+  RefusingOnce() : hosts_(std::cout.rdbuf(this)) {}
+  ~RefusingOnce() override {
+    std::cout.rdbuf(hosts_);
+    std::cout.clear();
+  }
+
+ protected:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    return std::exchange(refuses_, false) ? 0 : std::stringbuf::xsputn(text, size);
+  }
+
+ private:
+  std::streambuf* hosts_;
+  bool refuses_ = true;
+};
+
+TEST_F(ReaderTest, ReportsGoThroughWhatASubclassOverrides) {
+  write(message(ProfiledMethod::Execute), {event(0, "conv")});
+  write(message(ProfiledMethod::DeInit), {event(0, "release")});
+  ASSERT_TRUE(writer_.close());
+  const auto reportsOf = [this](auto&& reader) {
+    EXPECT_TRUE(reader.readLogFile(false));
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(reader.generateOutput(folder_ / "report"));
+    std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(0U, text.find("own header\n\nRyx Init"));
+    return text;
+  };
+  const auto trees = [](const std::string& text) {
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find("own tree 1\n", at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  constexpr VisibilityLevel kEverything{127};
+  EXPECT_EQ(4U, trees(reportsOf(Overriding<RyxProfileLogReader>(path_, kEverything))));
+  const std::string csv = tests::readFile(folder_ / "report");
+  EXPECT_NE(std::string::npos, csv.find("own rows 1000DE-INIT\n")) << csv;
+  EXPECT_NE(std::string::npos, csv.find("own rows 1000EXECUTE\n")) << csv;
+  EXPECT_EQ(2U, trees(reportsOf(Overriding<RyxProfileLogReaderGPU>(path_, kEverything))));
+}
+
+TEST_F(ReaderTest, AFailedStandardOutputIsLoggedAndKeepsItsState) {
+  OpenReader reader("", VisibilityLevel{127});
+  RefusingOnce output;
+  EXPECT_TRUE(reader.generateOutput(""));
+  EXPECT_TRUE(logged("Invalid output file: [standard output]"));
+  EXPECT_TRUE(std::cout.good());
+  std::cout.setstate(std::ios::failbit);
+  EXPECT_TRUE(reader.generateOutput(""));
+  EXPECT_EQ(1, std::count(g_loggedLines.begin(), g_loggedLines.end(),
+                          "Invalid output file: [standard output]"));
+  EXPECT_EQ(0U, output.str().find("\nRyx Init"));
+  EXPECT_TRUE(std::cout.fail());
 }
 
 }  // namespace

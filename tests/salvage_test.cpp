@@ -1,17 +1,18 @@
 // Damages recorded and made logs in every way that the format allows, and counts what comes back.
 
-#include "log/salvage.h"
+#include "salvage/salvage.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
-#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "base/descriptor.h"
 #include "ryx/profile_log_writer.h"
 #include "stream/chunk_verifier.h"
 #include "stream/log_damage.h"
@@ -20,10 +21,6 @@
 
 namespace ryx::profiling {
 namespace {
-
-using tests::readFile;
-using tests::TemporaryFolder;
-using tests::writeFile;
 
 std::string prefixed(const std::string& content, uint32_t size) {
   uint8_t prefix[kSizePrefixBytes];
@@ -80,27 +77,27 @@ bool isSame(const std::string& one, const std::string& other) {
 /// Keeps all that is found, and checks that it adds up.
 class Found : public SalvageSink {
  public:
-  bool keep(const SalvagedChunk& chunk) override {
+  Status keep(const SalvagedChunk& chunk) override {
     EXPECT_TRUE(verifyChunk(chunk.data, chunk.size));
     cover(chunk.place);
     chunks.emplace_back(reinterpret_cast<const char*>(chunk.data), chunk.size);
     mended += chunk.isFramed ? 0 : 1;
-    return true;
+    return {};
   }
 
-  void lose(const LostStretch& stretch) override {
-    cover(stretch.place);
-    lost.push_back(stretch);
+  void lose(const LostRange& range) override {
+    cover(range.place);
+    lost.push_back(range);
   }
 
   std::vector<std::string> chunks;
-  std::vector<LostStretch> lost;
+  std::vector<LostRange> lost;
   size_t mended = 0;
   uint64_t covered = 0;
   bool gaveUp = false;
 
  private:
-  void cover(const Stretch& place) {
+  void cover(const ByteRange& place) {
     EXPECT_EQ(place.offset, covered);
     EXPECT_GT(place.bytes, 0u);
     covered += place.bytes;
@@ -109,10 +106,16 @@ class Found : public SalvageSink {
 
 class SalvageTest : public testing::Test {
  protected:
+  /// Thousands of salvages take the same megabytes: the system need not give them anew each time.
+  static void SetUpTestSuite() {
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
+  }
+
   Found salvage(const std::string& bytes) {
-    writeFile(folder_ / "broken.log", bytes);
+    tests::writeFile(path_, bytes);
     RandomAccessFile file;
-    EXPECT_FALSE(file.open(folder_ / "broken.log"));
+    EXPECT_TRUE(file.open(path_));
     Found found;
     Salvage salvage(file, found);
     EXPECT_TRUE(salvage.run());
@@ -161,14 +164,17 @@ class SalvageTest : public testing::Test {
       }
       EXPECT_TRUE(log.close());
     }
-    return SoundLog(readFile(path));
+    return SoundLog(tests::readFile(path));
   }
 
   [[nodiscard]] static SoundLog recordedLog() {
-    return SoundLog(readFile(RYX_SAMPLES_DIR "/text-detection.log"));
+    return SoundLog(tests::readFile(RYX_SAMPLES_DIR "/text-detection.log"));
   }
 
-  const TemporaryFolder folder_;
+  const tests::TemporaryFolder folder_;
+  // In memory: thousands of files are written.
+  const Descriptor memory_{memfd_create("broken.log", 0)};
+  const std::string path_ = "/proc/self/fd/" + std::to_string(memory_.get());
 };
 
 TEST_F(SalvageTest, KeepsASoundLogAsItIs) {
@@ -180,120 +186,184 @@ TEST_F(SalvageTest, KeepsASoundLogAsItIs) {
   }
 }
 
+// --- Every way to damage one chunk ---------------------------------------------------------------
+
+using Random = std::mt19937;
+
+/// `variant` counts the repetitions.
+struct Damage {
+  const char* name;
+  uint32_t repetitions;
+  bool leavesContent;  ///< the chunk itself must come back
+  bool mayHitAll;      ///< even if this happens to all chunks at once
+  void (*apply)(std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant,
+                Random& random);
+};
+
+void setSize(std::string& bytes, const SoundLog& log, size_t chunk, size_t size) {
+  const std::string prefix = prefixed("", static_cast<uint32_t>(size));
+  bytes.replace(log.offset(chunk), kSizePrefixBytes, prefix);
+}
+
+constexpr uint32_t kSizes[] = {0,   1,    11,    12,         16,         20,        24,
+                               100, 4000, 60000, 0x7FFFFFFE, 0x80000000, 0xFFFFFFFF};
+
+const Damage kDamages[] = {
+    {"size set", std::size(kSizes), true, true,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random&) {
+       setSize(bytes, log, chunk, kSizes[variant]);
+     }},
+    {"size bit flipped", 32, true, true,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random&) {
+       setSize(bytes, log, chunk, log.chunks[chunk].size() ^ size_t{1} << variant);
+     }},
+    {"size too large", 64, true, true,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random&) {
+       setSize(bytes, log, chunk, log.chunks[chunk].size() + variant + 1);
+     }},
+    {"size random", 40, true, true,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t, Random& random) {
+       setSize(bytes, log, chunk, static_cast<uint32_t>(random() >> random() % 32));
+     }},
+    {"size up to a later end", 8, true, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random&) {
+       const size_t end = log.offset(std::min(chunk + variant + 1, log.chunks.size()));
+       setSize(bytes, log, chunk, end - log.offset(chunk) - kSizePrefixBytes);
+     }},
+    {"size cut", 4, true, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random&) {
+       bytes.erase(log.offset(chunk), variant + 1);
+     }},
+    {"foreign bytes before", 12, true, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random& random) {
+       constexpr size_t kCounts[] = {1, 2, 3, 5, 16, 1000};
+       std::string foreign(kCounts[variant / 2], '\0');
+       if (variant % 2 == 1)
+         for (char& c : foreign) c = static_cast<char>(random());
+       bytes.insert(log.offset(chunk), foreign);
+     }},
+    {"foreign bytes within", 12, false, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random& random) {
+       bytes.insert(log.offset(chunk) + kSizePrefixBytes + random() % log.chunks[chunk].size(),
+                    std::string(size_t{1} << variant, static_cast<char>(random())));
+     }},
+    {"bytes missing", 18, false, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t variant, Random&) {
+       bytes.erase(log.offset(chunk) + kSizePrefixBytes + 2 + variant,
+                   log.chunks[chunk].size() / (2 + variant));
+     }},
+    {"bit flipped anywhere", 150, false, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t, Random& random) {
+       char& byte =
+           bytes[log.offset(chunk) + kSizePrefixBytes + random() % log.chunks[chunk].size()];
+       byte = static_cast<char>(byte ^ 1 << random() % 8);
+     }},
+    {"bit flipped where the tables begin", 150, false, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t, Random& random) {
+       const size_t range = std::min<size_t>(64, log.chunks[chunk].size());
+       char& byte = bytes[log.offset(chunk) + kSizePrefixBytes + random() % range];
+       byte = static_cast<char>(byte ^ 1 << random() % 8);
+     }},
+};
+
+TEST_F(SalvageTest, BringsBackAllButWhatIsDamaged) {
+  Random random(3);
+  for (const SoundLog& log : {madeLog(), recordedLog()}) {
+    for (const Damage& damage : kDamages) {
+      for (uint32_t variant = 0; variant < damage.repetitions; ++variant) {
+        SCOPED_TRACE(damage.name + (" " + std::to_string(variant)));
+        for (size_t chunk = 0; chunk < log.chunks.size(); ++chunk) {
+          SCOPED_TRACE("chunk " + std::to_string(chunk));
+          std::string bytes = log.bytes();
+          damage.apply(bytes, log, chunk, variant, random);
+          if (damage.leavesContent)
+            expectBack(bytes, log.chunks, 0);
+          else
+            expectBack(bytes, log.without({chunk}), 1);
+        }
+        if (!damage.mayHitAll) continue;
+        std::string bytes = log.bytes();
+        for (size_t chunk = 0; chunk < log.chunks.size(); ++chunk)
+          damage.apply(bytes, log, chunk, variant, random);
+        expectBack(bytes, log.chunks, 0);
+      }
+    }
+  }
+}
+
 TEST_F(SalvageTest, BringsBackWhatIsBeforeACut) {
-  const auto cutAll = [this](const SoundLog& log, size_t step) {
+  for (const SoundLog& log : {madeLog(), recordedLog()}) {
     const std::string whole = log.bytes();
     const size_t count = log.chunks.size();
     for (size_t chunk = count - 2; chunk < count; ++chunk) {
       const size_t begin = log.offset(chunk);
       const size_t end = log.offset(chunk + 1);
+      const size_t step = 1 + (end - begin) / 500;
       for (size_t cut = begin; cut < end; cut += cut < begin + 100 || cut + 100 > end ? 1 : step) {
         SCOPED_TRACE(cut);
-        const std::vector<std::string> before(log.chunks.begin(),
-                                              log.chunks.begin() + static_cast<int>(chunk));
-        expectBack(whole.substr(0, cut), before, 1);
+        const auto first = log.chunks.begin();
+        expectBack(whole.substr(0, cut), {first, first + static_cast<int>(chunk)}, 1);
       }
     }
+  }
+}
+
+// --- Logs within payloads ------------------------------------------------------------------------
+
+TEST_F(SalvageTest, TakesNoPayloadForALogWhereSizesAreGood) {
+  const SoundLog log = madeLog(madeLog().bytes());
+  for (size_t chunk = 0; chunk < log.chunks.size(); ++chunk) {
+    std::string bytes = log.bytes();
+    bytes[log.offset(chunk) + 7] = 127;  // the root's offset
+    EXPECT_EQ(salvage(bytes).chunks, log.without({chunk})) << chunk;
+    if (chunk == 0) continue;
+    bytes[log.offset(chunk - 1) + 7] = 127;
+    const Found found = salvage(bytes);
+    EXPECT_EQ(found.chunks, log.without({chunk - 1, chunk})) << chunk;
+    EXPECT_EQ(found.lost.size(), 2u) << chunk;
+  }
+}
+
+TEST_F(SalvageTest, PrefersTheChunkAroundAPayload) {
+  Random random(4);
+  const auto expectWhole = [&](const SoundLog& log, const Damage& damage, size_t chunk,
+                               uint32_t variant) {
+    SCOPED_TRACE(damage.name + (" " + std::to_string(variant)) + ", chunk " +
+                 std::to_string(chunk) + " of " + std::to_string(log.bytes().size()) + " bytes");
+    std::string bytes = log.bytes();
+    damage.apply(bytes, log, chunk, variant, random);
+    expectBack(bytes, log.chunks, 0);
   };
-  cutAll(madeLog(), 1);
-  cutAll(recordedLog(), 997);
-}
-
-TEST_F(SalvageTest, BringsBackAllButTheChunkWithAFlippedBit) {
-  std::mt19937 random(3);
-  for (const SoundLog& log : {madeLog(), recordedLog()}) {
-    const std::string whole = log.bytes();
-    for (size_t chunk = 0; chunk < log.chunks.size(); ++chunk) {
-      const size_t begin = log.offset(chunk) + kSizePrefixBytes;
-      for (int i = 0; i < 300; ++i) {
-        std::string damaged = whole;
-        // Half of them where the tables begin.
-        const size_t range =
-            i % 2 == 0 ? std::min<size_t>(64, log.chunks[chunk].size()) : log.chunks[chunk].size();
-        const size_t at = begin + random() % range;
-        damaged[at] = static_cast<char>(damaged[at] ^ 1 << random() % 8);
-        SCOPED_TRACE(at);
-        expectBack(damaged, log.without({chunk}), 1);
-      }
-    }
-  }
-}
-
-TEST_F(SalvageTest, MendsOverwrittenSizes) {
-  std::mt19937 random(4);
-  for (const SoundLog& log : {madeLog(), recordedLog()}) {
-    const std::string whole = log.bytes();
+  const struct {
+    std::string payload;
+    uint32_t stride;
+  } cases[] = {
+      {madeLog().bytes(), 1},
+      {madeLog(madeLog().bytes() + "x").bytes(), 1},
+      // Chunks of more than a mebibyte, which take their time.
+      {recordedLog().bytes(), 7},
+  };
+  for (const auto& [payload, stride] : cases) {
+    const SoundLog log = madeLog(payload);
     const size_t count = log.chunks.size();
-    /// The whole log with the size of one chunk, or of all, changed by `change`.
-    const auto damage = [&](size_t first, size_t last, auto change) {
-      std::string damaged = whole;
-      for (size_t chunk = first; chunk <= last; ++chunk) {
-        uint8_t prefix[kSizePrefixBytes];
-        encodeSizePrefix(change(chunk), prefix);
-        std::memcpy(damaged.data() + log.offset(chunk), prefix, sizeof prefix);
-      }
-      SCOPED_TRACE("chunk " + std::to_string(first) + " to " + std::to_string(last));
-      SCOPED_TRACE(change(first));
-      expectBack(damaged, log.chunks, 0);
-    };
-    const auto damageEachAndAll = [&](auto change) {
-      for (size_t chunk = 0; chunk < count; ++chunk) damage(chunk, chunk, change);
-      damage(0, count - 1, change);
-    };
-    const auto size = [&](size_t chunk) { return static_cast<uint32_t>(log.chunks[chunk].size()); };
-
-    for (const uint32_t value : {0u, 1u, 11u, 12u, 16u, 20u, 24u, 100u, 4000u, 60000u, 0x7FFFFFFEu,
-                                 0x80000000u, 0xFFFFFFFFu})
-      damageEachAndAll([&](size_t) { return value; });
-    for (uint32_t bit = 0; bit < 32; ++bit)
-      damageEachAndAll([&](size_t chunk) { return size(chunk) ^ 1u << bit; });
-    for (uint32_t more = 1; more < 64; ++more)
-      damageEachAndAll([&](size_t chunk) { return size(chunk) + more; });
-    for (uint32_t i = 0; i < 40; ++i) {
-      const auto value = static_cast<uint32_t>(random() >> random() % 32);
-      damageEachAndAll([&](size_t) { return value; });
+    for (const Damage& damage : kDamages) {
+      if (!damage.leavesContent) continue;
+      for (uint32_t variant = 0; variant < damage.repetitions; variant += stride)
+        expectWhole(log, damage, variant % count, variant);
     }
-    // Exactly to the end of a chunk behind it, and of the file.
-    for (size_t chunk = 0; chunk < count; ++chunk)
-      for (size_t last = chunk + 1; last < count; ++last)
-        damage(chunk, chunk, [&](size_t) {
-          return static_cast<uint32_t>(log.offset(last + 1) - log.offset(chunk) - kSizePrefixBytes);
-        });
+    for (uint32_t i = 0; i < 32 * count; i += stride) expectWhole(log, kDamages[1], i / 32, i % 32);
   }
 }
 
-TEST_F(SalvageTest, FindsChunksBehindLostAndForeignBytes) {
-  std::mt19937 random(5);
-  for (const SoundLog& log : {madeLog(), recordedLog()}) {
-    const std::string whole = log.bytes();
-    for (size_t chunk = 0; chunk < log.chunks.size(); ++chunk) {
-      const size_t begin = log.offset(chunk);
-      SCOPED_TRACE(begin);
-      for (size_t bytes = 1; bytes <= 4; ++bytes)  // of the size
-        expectBack(std::string(whole).erase(begin, bytes), log.chunks, 0);
-      for (const size_t bytes : {1u, 2u, 3u, 5u, 16u, 1000u}) {
-        std::string foreign(bytes, '\0');
-        expectBack(std::string(whole).insert(begin, foreign), log.chunks, 0);
-        for (char& c : foreign) c = static_cast<char>(random());
-        expectBack(std::string(whole).insert(begin, foreign), log.chunks, 0);
-        // From the inside of a chunk: all others are behind or before.
-        expectBack(
-            std::string(whole).insert(begin + 4 + random() % log.chunks[chunk].size(), foreign),
-            log.without({chunk}), 1);
-      }
-      for (size_t part = 2; part < 20; ++part)
-        expectBack(std::string(whole).erase(begin + 4 + part, log.chunks[chunk].size() / part),
-                   log.without({chunk}), 1);
-    }
-  }
-}
+// --- What is said
+// ----------------------------------------------------------------------------------
 
 TEST_F(SalvageTest, SaysWhatIsLostAndMended) {
   const SoundLog log = recordedLog();
   ASSERT_EQ(log.chunks.size(), 4u);
   std::string bytes = log.bytes();
   bytes[log.offset(1) + 7] = 127;  // the root's offset
-  bytes.replace(log.offset(2), kSizePrefixBytes, kSizePrefixBytes, '\0');
+  setSize(bytes, log, 2, 0);
   bytes += "xyz";
   const Found found = salvage(bytes);
   EXPECT_EQ(found.chunks, log.without({1}));
@@ -306,22 +376,13 @@ TEST_F(SalvageTest, SaysWhatIsLostAndMended) {
   EXPECT_EQ(found.lost[1].reason, "the file ends within the chunk's size, after 3 of 4 bytes");
 }
 
-TEST_F(SalvageTest, TakesNoPayloadForALogWhereSizesAreGood) {
-  const SoundLog log = madeLog(madeLog().bytes());
-  for (size_t chunk = 0; chunk < log.chunks.size(); ++chunk) {
-    std::string bytes = log.bytes();
-    bytes[log.offset(chunk) + 7] = 127;  // the root's offset
-    EXPECT_EQ(salvage(bytes).chunks, log.without({chunk})) << chunk;
-  }
-}
-
 /// A file that looks like chunks everywhere costs a multiple of its length, not the square of it.
 TEST_F(SalvageTest, GivesUpOnFilesMadeToBeSearchedForever) {
   std::string chunk = madeLog().chunks[2];
   const auto verifies = [&] {
     return verifyChunk(reinterpret_cast<const uint8_t*>(chunk.data()), chunk.size());
   };
-  for (size_t at = 100; verifies(); at += 4) chunk[at + 3] = 127;  // behind what a look takes in
+  for (size_t at = 100; verifies(); at += 4) chunk[at + 3] = 127;  // after what a probe reads
   std::string hostile;
   while (hostile.size() < 8 << 20) hostile += prefixed(chunk, 4 << 20);
 

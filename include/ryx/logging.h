@@ -30,7 +30,7 @@ using LogCallback = void (*)(const char* format, uint32_t level, uint64_t timest
 extern "C" {
 
 /// Replaces the process-wide logger. A null callback prints on standard output.
-/// Answers false, and leaves no logger registered, when `maxLevel` is outside 1 to 5.
+/// Returns false, and leaves no logger registered, when `maxLevel` is outside 1 to 5.
 __attribute__((visibility("default"))) bool initializeLogging(LogCallback callback,
                                                               uint32_t maxLevel);
 

@@ -12,22 +12,24 @@
 
 namespace ryx::profiling {
 
-/// The low two hexadecimal digits give the width in bits, the digit above the kind: 0 signed,
-/// 1 unsigned, 2 floating point, 5 boolean, 6 string.
-enum class EventDataType : uint32_t {
-  Int8 = 0x0008,
-  Int16 = 0x0016,
-  Int32 = 0x0032,
-  Int64 = 0x0064,
-  Uint8 = 0x0108,
-  Uint16 = 0x0116,
-  Uint32 = 0x0132,
-  Uint64 = 0x0164,
-  Float32 = 0x0232,
-  Float64 = 0x0264,
-  Bool8 = 0x0508,
-  String = 0x0608,
-  Unset = 0x7FFFFFFF,
+/// The types of an event's value. The low two hexadecimal digits of a code give the width in bits,
+/// the digit above the kind: 0 signed, 1 unsigned, 2 floating point, 5 boolean, 6 string.
+struct EventDataType {
+  enum Code : uint32_t {
+    Int8 = 0x0008,
+    Int16 = 0x0016,
+    Int32 = 0x0032,
+    Int64 = 0x0064,
+    Uint8 = 0x0108,
+    Uint16 = 0x0116,
+    Uint32 = 0x0132,
+    Uint64 = 0x0164,
+    Float32 = 0x0232,
+    Float64 = 0x0264,
+    Bool8 = 0x0508,
+    String = 0x0608,
+    Unset = 0x7FFFFFFF,
+  };
 };
 
 /// The units a log names. Events keep the log's code as it is, known or not.
@@ -46,7 +48,7 @@ constexpr uint32_t kFinalizeEventType = 300;
 constexpr uint32_t kQueueWaitEventType = 405;
 
 struct EventValue {
-  EventDataType dataType = EventDataType::Unset;
+  uint32_t dataType = EventDataType::Unset;  ///< a code of EventDataType, or any other
   /// The bits of the value: an integer, a float in the low half, a double, or the address of a
   /// NUL-terminated text that belongs to the reader and lives as long as it.
   uint64_t payload = 0;

@@ -25,8 +25,10 @@ enum class VisibilityLevel : int8_t {};
 /// own events to `printEventTree` or `writeCsvEvents`.
 struct ProfileEvent;
 
-/// Reads one profiling log and reports on it. Use from one thread at a time. No operation throws,
-/// except that exhausted memory surfaces as std::bad_alloc; the reader may then only be deleted.
+/// Reads one profiling log and reports on it. Use from one thread at a time; and since the reports
+/// of all GPU readers gather in one document, which nothing guards, let one thread of the process
+/// call `generateOutput` of all of them. No operation throws, except that exhausted memory surfaces
+/// as std::bad_alloc; the reader may then only be deleted.
 template <typename Level>
 class IRyxProfileLogReader {
  public:
@@ -35,10 +37,11 @@ class IRyxProfileLogReader {
   /// The base reader prints the text report on standard output and, when `outputPath` is not
   /// empty, appends a CSV report to that file. The GPU reader writes `outputPath` (required) as
   /// JSON and prints a shorter summary: the first report of the process as one object, every later
-  /// one as the array of all objects so far.
+  /// one as the array of all objects so far. Where `outputPath` still leads to the file that the
+  /// last of these left, only what is new is written.
   ///
-  /// Answers false when the file cannot be opened, and then prints nothing. A write that fails
-  /// later is logged at level ERROR and does not change the answer.
+  /// Returns false when the file cannot be opened, and then prints nothing. A write that fails
+  /// later is logged at level ERROR and does not change the result.
   [[nodiscard]] virtual bool generateOutput(const std::string& outputPath) = 0;
 
   virtual ~IRyxProfileLogReader() = default;

@@ -88,12 +88,30 @@ struct EventRecord {
   std::optional<std::string_view> stringValue;
   std::optional<ArrayView<uint8_t>> bytesValue;
 
-  void setInt(int64_t value) { valueKind = 1, intValue = value; }
-  void setUint(uint64_t value) { valueKind = 2, uintValue = value; }
-  void setFloat(float value) { valueKind = 3, floatValue = value; }
-  void setBytes(ArrayView<uint8_t> value) { valueKind = 4, bytesValue = value; }
-  void setDouble(double value) { valueKind = 5, doubleValue = value; }
-  void setString(std::string_view value) { valueKind = 6, stringValue = value; }
+  void setInt(int64_t value) {
+    valueKind = 1;
+    intValue = value;
+  }
+  void setUint(uint64_t value) {
+    valueKind = 2;
+    uintValue = value;
+  }
+  void setFloat(float value) {
+    valueKind = 3;
+    floatValue = value;
+  }
+  void setBytes(ArrayView<uint8_t> value) {
+    valueKind = 4;
+    bytesValue = value;
+  }
+  void setDouble(double value) {
+    valueKind = 5;
+    doubleValue = value;
+  }
+  void setString(std::string_view value) {
+    valueKind = 6;
+    stringValue = value;
+  }
 };
 
 struct MessageRecord {
@@ -114,24 +132,36 @@ struct MessageRecord {
 
 /// When a chunk is complete and goes to the file: at the first limit it reaches.
 struct ChunkLimits {
-  size_t messages = 256;      ///< at least 1
-  size_t bytes = 256 * 1024;  ///< soft: a chunk ends with the message that reaches it
+  size_t messages = 256;           ///< at least 1
+  size_t bytes = size_t{1} << 20;  ///< soft: a chunk ends with the message that reaches it
+};
+
+/// How often a text that repeats within a chunk is written. Readers see no difference.
+enum class RepeatedTexts {
+  Once,      ///< logs 35 to 45 % smaller; about 10 of 60 nanoseconds an event go into finding them
+  EachTime,  ///< for texts that hardly repeat
 };
 
 /// Writes one log. Not thread-safe. Every chunk that has been written can be read, whatever happens
 /// to the process afterwards; the messages of an unfinished chunk are lost with it.
 ///
-/// All operations answer false on failure and keep the first failure's text in `error()`. After a
-/// failed write the log accepts nothing more until it is opened anew.
+/// All operations return false on failure and keep the first failure's text in `error()`. After a
+/// failed write the log accepts nothing more until it is opened anew. A failed write raises no
+/// signal in the process: neither SIGXFSZ nor SIGPIPE.
+///
+/// After fork() the log stays the parent's. In the child the operations that would write it fail,
+/// its pending messages are dropped there, and destroying the writer does nothing to the file.
 class ProfileLogWriter {
  public:
-  explicit ProfileLogWriter(ChunkLimits limits = {});
+  explicit ProfileLogWriter(ChunkLimits limits = {}, RepeatedTexts repeated = RepeatedTexts::Once);
   /// Closes the log; call `close` to learn whether that worked.
   ~ProfileLogWriter();
   ProfileLogWriter(const ProfileLogWriter&) = delete;
   ProfileLogWriter& operator=(const ProfileLogWriter&) = delete;
 
-  /// Starts a new log at `path`, replacing a file that is there.
+  /// Starts a new log at `path`, emptying a file that is there. Fails, and leaves the file as it
+  /// is, while another writer has it open, in this process or another; pipes and devices can be
+  /// shared.
   [[nodiscard]] bool open(const std::string& path);
 
   /// The header of the next chunk to be written; normally set once, before the first message.

@@ -1,3 +1,7 @@
+// The registry is locked to look a logger up, never while its callback runs: a callback may be
+// slow, may log itself, and may replace the logger. The shared copy that a statement holds keeps
+// the logger alive.
+
 #include "base/logger.h"
 
 #include <algorithm>
@@ -72,8 +76,8 @@ bool Logger::setMaxLevel(uint32_t level) {
 }
 
 void Logger::log(uint32_t level, const char* tag, int line, const char* format, ...) {
-  if (callback == nullptr || static_cast<int32_t>(getMaxLevel()) < static_cast<int32_t>(level))
-    return;
+  const auto maximum = static_cast<int32_t>(maxLevel.load(std::memory_order_acquire));
+  if (callback == nullptr || maximum < static_cast<int32_t>(level)) return;
   va_list arguments;
   va_start(arguments, format);
   logv(level, tag, line, format, arguments);
@@ -91,6 +95,7 @@ void Logger::logv(uint32_t level, const char* format, va_list arguments) {
 }
 
 bool initializeLogging(LogCallback callback, uint32_t maxLevel) {
+  // The old one goes first: whatever logs meanwhile finds none, and is silent.
   if (g_logHandle != 0) removeRegisteredLogger();
   LogStatus status = kLogStatusOk;
   g_logHandle = createLogger(callback, maxLevel, &status);
@@ -100,6 +105,7 @@ bool initializeLogging(LogCallback callback, uint32_t maxLevel) {
 LogHandle createLogger(LogCallback callback, uint32_t maxLevel, LogStatus* status) {
   const std::shared_ptr<Logger> logger(new (std::nothrow) Logger(callback, maxLevel, status));
   if (status != nullptr && *status != kLogStatusOk) return 0;
+  // Where there was no memory for a logger, the handle leads to none.
   const LogHandle handle = handleOf(logger.get());
   const std::lock_guard<std::mutex> lock(g_loggersMutex);
   if (logger) g_loggers[handle] = logger;
@@ -116,12 +122,12 @@ std::shared_ptr<Logger> lookupLogger(LogHandle handle) {
 
 LogCallback getLogCallback() {
   const auto logger = lookupLogger(g_logHandle);
-  return logger ? logger->getCallback() : nullptr;
+  return logger ? logger->callback : nullptr;
 }
 
 uint32_t getMaxLogLevel() {
   const auto logger = lookupLogger(g_logHandle);
-  return logger ? logger->getMaxLevel() : kNoLogger;
+  return logger ? logger->maxLevel.load(std::memory_order_acquire) : kNoLogger;
 }
 
 bool isLoggingInitialized() { return lookupLogger(g_logHandle) != nullptr; }
@@ -136,6 +142,7 @@ int formatLogLine(char* destination, size_t size, const char* format, uint32_t l
   const uint64_t elapsed = timestamp != 0 ? timestamp : nowNanoseconds() - g_defaultStartTime;
   const int prefix = snprintf(destination, size, "%8.1fms [%-7s] ",
                               static_cast<double>(elapsed) / 1e6, levelLabel(level));
+  // snprintf returns what the whole prefix takes, also where there is less room.
   const size_t used = std::min(size, static_cast<size_t>(std::max(prefix, 0)));
   return vsnprintf(destination + used, size - used, format, arguments);
 }

@@ -23,7 +23,7 @@ namespace ryx::log {
 
 using LogHandle = uint64_t;
 
-/// What `getMaxLogLevel` answers when no logger is registered.
+/// What `getMaxLogLevel` returns when no logger is registered.
 constexpr uint32_t kNoLogger = 0x7FFFFFFF;
 
 enum LogStatus : uint64_t {
@@ -45,8 +45,6 @@ class Logger {
 
   /// False, and no change, when the level is outside 1 to 5. May be called while others log.
   bool setMaxLevel(uint32_t level);
-  [[nodiscard]] uint32_t getMaxLevel() const { return maxLevel.load(std::memory_order_acquire); }
-  [[nodiscard]] LogCallback getCallback() const { return callback; }
 
   /// Passes the line to the callback when the maximum level admits it. `tag` and `line` are
   /// accepted and ignored. A null format throws std::logic_error.
@@ -57,10 +55,10 @@ class Logger {
   void logv(uint32_t level, const char* tag, int line, const char* format, va_list arguments);
   void logv(uint32_t level, const char* format, va_list arguments);
 
- private:
-  LogCallback callback;
+  // For reading only.
+  LogCallback callback;  ///< never null
   std::atomic<uint32_t> maxLevel;
-  uint64_t startTime;  ///< nanoseconds of the system clock
+  uint64_t startTime;  ///< when it was made, in nanoseconds of the system clock
 };
 
 /// The handle of the process's logger: 0 before the first, stale after `terminateLogging`.
@@ -86,7 +84,7 @@ bool setMaxLogLevel(uint32_t level);
 void defaultLogCallback(const char* format, uint32_t level, uint64_t timestamp, va_list arguments);
 
 /// Formats the line of `defaultLogCallback` into `destination` (of `size` bytes) for callbacks that
-/// send it elsewhere. Answers what vsnprintf does for the message's part.
+/// send it elsewhere. Returns what vsnprintf does for the message's part.
 int formatLogLine(char* destination, size_t size, const char* format, uint32_t level,
                   uint64_t timestamp, va_list arguments);
 
@@ -98,7 +96,7 @@ void logToStderr(const char* format, ...) __attribute__((format(printf, 1, 2)));
 #define RYX_LOG(level, ...)                                                              \
   do {                                                                                   \
     if (const auto ryxLogger = ::ryx::log::lookupLogger(::ryx::log::g_logHandle.load()); \
-        ryxLogger && ryxLogger->getMaxLevel() >= (level))                                \
+        ryxLogger && ryxLogger->maxLevel.load(std::memory_order_acquire) >= (level))     \
       ryxLogger->log((level), "", 0, __VA_ARGS__);                                       \
   } while (false)
 

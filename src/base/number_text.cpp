@@ -1,8 +1,10 @@
+// All of it is std::to_chars, which knows no locale. CSV reports format millions of numbers.
+
 #include "base/number_text.h"
 
 #include <limits>
 
-namespace ryx::profiling {
+namespace ryx {
 namespace {
 
 // A sign, the integer digits of the largest double, the point and its decimals.
@@ -40,4 +42,4 @@ std::string generalNumber(double number) {
   return std::string(digits, end);
 }
 
-}  // namespace ryx::profiling
+}  // namespace ryx

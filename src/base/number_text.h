@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace ryx::profiling {
+namespace ryx {
 
 /// Appends a whole number in plain decimal.
 template <typename Integer>
@@ -20,13 +20,13 @@ void appendDecimal(std::string& text, Integer number) {
 /// A whole number in plain decimal.
 std::string decimal(uint64_t number);
 
-/// Appends a number with exactly `decimals` digits behind the point, as printf's "%.<decimals>f".
+/// Appends a number with `decimals` digits after the point, 6 at most, as printf's "%.<decimals>f".
 void appendFixed(std::string& text, double number, int decimals);
 std::string fixedPoint(double number, int decimals);
 
 /// A number with six significant digits, as printf's "%g".
 std::string generalNumber(double number);
 
-}  // namespace ryx::profiling
+}  // namespace ryx
 
 #endif

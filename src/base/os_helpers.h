@@ -21,7 +21,7 @@ char* asciiTime(const std::tm* time, char* buffer, size_t size);
 /// Fills seconds and microseconds. 0, or -1 when the clock cannot be read.
 int getTimeOfDay(timeval* result);
 
-/// Sleeps for `milliseconds`; answers 0.
+/// Sleeps for `milliseconds`; returns 0.
 int sleepMilliseconds(uint32_t milliseconds);
 
 }  // namespace ryx::log

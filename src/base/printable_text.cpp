@@ -1,34 +1,16 @@
+// Two ways to mend a text, for two kinds of readers. Escapes (\xNN) keep what the log holds, for
+// people who look for what is wrong with it; U+FFFD is what databases and other programs expect,
+// and keeps nothing. Beside control characters, those that reverse the direction of text are
+// escaped: they can make a terminal show a name as another one.
+
 #include "base/printable_text.h"
 
 #include <cstdint>
 
-namespace ryx::log {
+#include "base/utf8.h"
+
+namespace ryx {
 namespace {
-
-struct Character {
-  uint32_t code = 0;
-  size_t bytes = 0;     // 0: not UTF-8
-  bool cutOff = false;  // the text ends within it
-};
-
-/// The character that `text`, which is not empty, starts with.
-Character decode(std::string_view text) {
-  const auto byte = [&](size_t i) { return static_cast<uint8_t>(text[i]); };
-  const uint8_t lead = byte(0);
-  if (lead < 0x80) return {lead, 1, false};
-  if (lead < 0xC2 || lead > 0xF4) return {};
-  const size_t bytes = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  uint32_t code = lead & (0x7FU >> bytes);
-  for (size_t i = 1; i < bytes; ++i) {
-    if (i == text.size()) return {0, 0, true};
-    if ((byte(i) & 0xC0) != 0x80) return {};
-    code = code << 6 | (byte(i) & 0x3F);
-  }
-  constexpr uint32_t kSmallestOf[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool isSurrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (code < kSmallestOf[bytes] || code > 0x10FFFF || isSurrogate) return {};
-  return {code, bytes, false};
-}
 
 /// Characters that a terminal obeys instead of showing, and those that reorder what it shows.
 bool isHarmful(uint32_t code) {
@@ -48,11 +30,10 @@ void appendEscaped(std::string& out, std::string_view bytes) {
 size_t append(std::string& out, std::string_view text, bool last, bool escapeHarmful) {
   size_t at = 0;
   while (at < text.size()) {
-    const std::string_view rest = text.substr(at);
-    const Character character = decode(rest);
-    if (character.cutOff && !last) break;
-    const std::string_view bytes = rest.substr(0, character.bytes == 0 ? 1 : character.bytes);
-    if (character.bytes == 0 || (escapeHarmful && isHarmful(character.code)))
+    const Utf8Start start = decodeUtf8(text.substr(at));
+    if (start.isCutOff && !last) break;
+    const std::string_view bytes = text.substr(at, start.bytes);
+    if (!start.isCharacter || (escapeHarmful && isHarmful(start.code)))
       appendEscaped(out, bytes);
     else
       out += bytes;
@@ -79,4 +60,15 @@ std::string validUtf8(std::string_view text) {
   return out;
 }
 
-}  // namespace ryx::log
+std::string replacedUtf8(std::string_view text) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  std::string out;
+  while (!text.empty()) {
+    const Utf8Start start = decodeUtf8(text);
+    out += start.isCharacter ? text.substr(0, start.bytes) : kReplacement;
+    text.remove_prefix(start.bytes);
+  }
+  return out;
+}
+
+}  // namespace ryx

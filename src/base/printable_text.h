@@ -8,11 +8,11 @@
 #include <string>
 #include <string_view>
 
-namespace ryx::log {
+namespace ryx {
 
 /// Appends `text` to `out` with every control character (but tab and newline) and every byte that
 /// is not UTF-8 written as \xNN. Unless this is the `last` piece, a character cut off at the end is
-/// left out; the answer is how many bytes were taken.
+/// left out. Returns how many bytes were taken.
 size_t appendPrintable(std::string& out, std::string_view text, bool last);
 
 /// The whole of a text in that form.
@@ -21,6 +21,10 @@ size_t appendPrintable(std::string& out, std::string_view text, bool last);
 /// The text with every byte that is not UTF-8 written as \xNN, and nothing else changed.
 [[nodiscard]] std::string validUtf8(std::string_view text);
 
-}  // namespace ryx::log
+/// The text with one U+FFFD for each longest part of it that is not UTF-8, and nothing else
+/// changed.
+[[nodiscard]] std::string replacedUtf8(std::string_view text);
+
+}  // namespace ryx
 
 #endif

@@ -1,7 +1,11 @@
+// The index of an accumulated list is a table of positions with open addressing; a map of strings
+// would hold every identifier a second time. Lists of sub-events have indexes of their own, made
+// only once something is merged into them. The hash is keyed, because identifiers come from the
+// log: names that are chosen to collide would otherwise make a merge quadratic.
+
 #include "events/event_merger.h"
 
-#include <functional>
-#include <utility>
+#include "base/keyed_hash.h"
 
 namespace ryx::profiling {
 namespace {
@@ -13,6 +17,7 @@ constexpr size_t kMinSlots = 16;
 size_t FirstMatchIndex::find(const std::vector<ProfileEvent>& events,
                              const std::string& identifier) {
   indexNewEvents(events);
+  // The expected event is the first of its identifier only if no identifier occurs twice.
   if (!hasRepeats_ && next_ < events.size() && events[next_].identifier == identifier)
     return next_++;
   if (events.empty()) return kNone;
@@ -42,14 +47,15 @@ void FirstMatchIndex::indexNewEvents(const std::vector<ProfileEvent>& events) {
 size_t& FirstMatchIndex::slotOf(const std::vector<ProfileEvent>& events,
                                 const std::string& identifier) {
   const size_t mask = slots_.size() - 1;
-  size_t at = std::hash<std::string>()(identifier) & mask;
+  size_t at = KeyedHash()(identifier) & mask;
   while (slots_[at] != 0 && events[slots_[at] - 1].identifier != identifier) at = (at + 1) & mask;
   return slots_[at];
 }
 
-void EventMerger::mergeEventsForAverage(const std::vector<ProfileEvent>& events) {
-  if (accumulated_.empty()) accumulated_.reserve(events.size());
-  merge(accumulated_, index_, events);
+void EventMerger::mergeEventsForAverage(std::vector<ProfileEvent>& accumulated,
+                                        const std::vector<ProfileEvent>& events) {
+  if (accumulated.empty()) accumulated.reserve(events.size());
+  merge(accumulated, index_, events);
 }
 
 void EventMerger::merge(std::vector<ProfileEvent>& accumulated, ListIndex& index,
@@ -71,17 +77,12 @@ void EventMerger::merge(std::vector<ProfileEvent>& accumulated, ListIndex& index
   }
 }
 
-void EventMerger::divide(std::vector<ProfileEvent>& accumulated) {
+void divideMergedEvents(std::vector<ProfileEvent>& accumulated) {
   for (ProfileEvent& event : accumulated) {
     if (event.value.dataType == EventDataType::Uint64)
       event.value.payload = event.timingSource != 0 ? event.value.payload / event.timingSource : 0;
-    divide(event.subEvents);
+    divideMergedEvents(event.subEvents);
   }
-}
-
-std::vector<ProfileEvent> EventMerger::takeAverages() {
-  divide(accumulated_);
-  return std::move(accumulated_);
 }
 
 }  // namespace ryx::profiling

@@ -4,7 +4,7 @@
 // accumulated event with the same identifier, found by a search from the front. Two observations
 // make it fast without changing what is found. Executions of one graph repeat their events in the
 // same order, so the event after the last match is nearly always the next match. And where it is
-// not, a hash of the identifiers leads to the first position that holds one.
+// not, a keyed hash of the identifiers leads to the first position that holds one.
 
 #ifndef RYX_EVENTS_EVENT_MERGER_H
 #define RYX_EVENTS_EVENT_MERGER_H
@@ -40,14 +40,13 @@ class FirstMatchIndex {
   std::vector<size_t> slots_;  // open addressing: position + 1 of the first event of an identifier
 };
 
-/// Accumulates the events of any number of executions.
+/// Merges the events of any number of executions into one list.
 class EventMerger {
  public:
-  /// Adds the events of one execution, with their sub-events, to those accumulated.
-  void mergeEventsForAverage(const std::vector<ProfileEvent>& events);
-
-  /// Ends the accumulation: the accumulated events with every summed value divided by its count.
-  [[nodiscard]] std::vector<ProfileEvent> takeAverages();
+  /// Adds the events of one execution, with their sub-events, to `accumulated`: the same list in
+  /// every call, empty in the first, and changed by nothing else.
+  void mergeEventsForAverage(std::vector<ProfileEvent>& accumulated,
+                             const std::vector<ProfileEvent>& events);
 
  private:
   // What is known about one accumulated list; made only for lists that are merged into.
@@ -58,11 +57,12 @@ class EventMerger {
 
   static void merge(std::vector<ProfileEvent>& accumulated, ListIndex& index,
                     const std::vector<ProfileEvent>& events);
-  static void divide(std::vector<ProfileEvent>& accumulated);
 
-  std::vector<ProfileEvent> accumulated_;
   ListIndex index_;
 };
+
+/// Divides every sum of `accumulated` by the number of events that were merged into it.
+void divideMergedEvents(std::vector<ProfileEvent>& accumulated);
 
 }  // namespace ryx::profiling
 

@@ -15,7 +15,7 @@ namespace ryx::profiling {
 /// when no value was set. Throws std::logic_error for a string value without a text.
 std::string toText(const EventValue& value);
 
-/// Appends what `toText` answers.
+/// Appends what `toText` returns.
 void appendText(std::string& text, const EventValue& value);
 
 /// The unit's name in upper case ("US"), as the CSV report shows it. Unknown codes read as "US".

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <list>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "profile_log_generated.h"
@@ -32,9 +31,6 @@ void buildEventList(std::list<std::string>& stringValues, const EventTables& tab
 /// An unknown kind leaves both as they are.
 void decodeEventValue(std::list<std::string>& stringValues, const Event& table, EventValue& value,
                       std::vector<uint8_t>& bytes);
-
-/// A text of the log, up to its first NUL; empty when absent. Valid as long as the chunk's bytes.
-std::string_view logText(const flatbuffers::String* text);
 
 }  // namespace ryx::profiling
 

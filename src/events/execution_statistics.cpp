@@ -1,3 +1,7 @@
+// Three rules, each of which makes one execution that stands for all of a graph's. Longest and
+// shortest are executions that took place, with the events they had; only the average is made up,
+// and its work is in merging events by identifier (event_merger.h). Each rule is one pass.
+
 #include "events/execution_statistics.h"
 
 #include <utility>
@@ -7,7 +11,8 @@
 namespace ryx::profiling {
 namespace {
 
-/// The last execution that no other one precedes; `precedes(a, b)` compares durations strictly.
+/// The first execution in the order of `precedes`, which compares two durations strictly; of those
+/// that are equal, the last in the list.
 template <typename Precedes>
 ExecutionRecord lastOfFirst(const std::vector<ExecutionRecord>& executions, Precedes precedes) {
   if (executions.empty()) return {};
@@ -48,10 +53,10 @@ ExecutionRecord buildAverageExecution(const std::vector<ExecutionRecord>& execut
   for (const ExecutionRecord& execution : executions) {
     average.duration += execution.duration;
     average.timestamp = execution.timestamp;
-    merger.mergeEventsForAverage(execution.events);
+    merger.mergeEventsForAverage(average.events, execution.events);
   }
   average.duration /= executions.size();
-  average.events = merger.takeAverages();
+  divideMergedEvents(average.events);
   return average;
 }
 

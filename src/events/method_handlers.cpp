@@ -1,3 +1,11 @@
+// One handler for each method, in three families: methods of one event list, where the last message
+// wins; methods of timing alone; and methods about a graph, whose events are split by their type
+// among initialisation, finalisation and execution. Flags stay set and executions add up, whatever
+// messages follow.
+//
+// The rules have edges that look like mistakes: a message without events can empty a list, and a
+// hidden one still moves a timestamp. They are meant; the comments say where.
+
 #include "events/method_handlers.h"
 
 #include <algorithm>
@@ -6,6 +14,7 @@
 #include <utility>
 
 #include "events/event_tree.h"
+#include "stream/log_text.h"
 
 namespace ryx::profiling {
 namespace {
@@ -30,7 +39,7 @@ EventList eventsOf(ProfileData& data, const Message& message) {
   return events;
 }
 
-/// Removes the events of one type from `events`, keeping order on both sides, and answers them.
+/// Removes the events of one type from `events`, keeping order on both sides, and returns them.
 EventList extractEvents(EventList& events, uint32_t eventType) {
   const auto isOfType = [eventType](const ProfileEvent& event) {
     return event.eventType == eventType;
@@ -64,66 +73,67 @@ void fileFinalizeEvents(ProfileData& data, GraphEventSet record) {
   if (data.hasFinalizeEvents_) data.graphEventSets_.push_back(std::move(record));
 }
 
-/// The members that a method of one event list fills; the last message wins.
-struct PhaseMembers {
-  uint64_t ProfileData::*duration;
-  uint64_t ProfileData::*timestamp;
-  EventList ProfileData::*events;
-  bool ProfileData::*seen;  // null: the method has no flag
+/// What a method of one event list leaves; the last message wins.
+struct Phase {
+  uint64_t& duration;
+  uint64_t& timestamp;
+  EventList& events;
 };
 
-bool storePhase(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message,
-                const PhaseMembers& members) {
+/// Returns whether the message was taken.
+bool storePhase(const Phase& phase, ProfileData& data, VisibilityLevel visibilityLevel,
+                const Message& message) {
   if (!isVisible(visibilityLevel, message)) return false;
-  data.*members.duration = durationOf(message);
-  data.*members.timestamp = timestampOf(message);
-  data.*members.events = eventsOf(data, message);
-  if (members.seen != nullptr) data.*members.seen = true;
+  phase.duration = durationOf(message);
+  phase.timestamp = timestampOf(message);
+  phase.events = eventsOf(data, message);
   return true;
 }
 
 bool handleInit(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message) {
-  return storePhase(data, visibilityLevel, message,
-                    {&ProfileData::initDuration_, &ProfileData::initTimestamp_,
-                     &ProfileData::initMethodEvents_, &ProfileData::initSeen_});
+  const bool taken = storePhase({data.initDuration_, data.initTimestamp_, data.initMethodEvents_},
+                                data, visibilityLevel, message);
+  data.initSeen_ = data.initSeen_ || taken;
+  return taken;
 }
 
 bool handleDeInit(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message) {
-  return storePhase(data, visibilityLevel, message,
-                    {&ProfileData::deInitDuration_, &ProfileData::deInitTimestamp_,
-                     &ProfileData::deInitEvents_, nullptr});
+  return storePhase({data.deInitDuration_, data.deInitTimestamp_, data.deInitEvents_}, data,
+                    visibilityLevel, message);
 }
 
 bool handleNetRun(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message) {
-  return storePhase(data, visibilityLevel, message,
-                    {&ProfileData::netRunDuration_, &ProfileData::netRunTimestamp_,
-                     &ProfileData::netRunEvents_, &ProfileData::netRunSeen_});
+  const bool taken = storePhase({data.netRunDuration_, data.netRunTimestamp_, data.netRunEvents_},
+                                data, visibilityLevel, message);
+  data.netRunSeen_ = data.netRunSeen_ || taken;
+  return taken;
 }
 
 bool handleLibLoad(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message) {
-  return storePhase(data, visibilityLevel, message,
-                    {&ProfileData::libLoadDuration_, &ProfileData::libLoadTimestamp_,
-                     &ProfileData::libLoadEvents_, &ProfileData::libLoadSeen_});
+  const bool taken =
+      storePhase({data.libLoadDuration_, data.libLoadTimestamp_, data.libLoadEvents_}, data,
+                 visibilityLevel, message);
+  data.libLoadSeen_ = data.libLoadSeen_ || taken;
+  return taken;
 }
 
 /// The timing-only methods. Their timestamp is stored before the message is filtered.
-bool storeTiming(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message,
-                 uint64_t ProfileData::*timestamp, uint64_t ProfileData::*duration) {
-  data.*timestamp = timestampOf(message);
+bool storeTiming(uint64_t& timestamp, uint64_t& duration, VisibilityLevel visibilityLevel,
+                 const Message& message) {
+  timestamp = timestampOf(message);
   if (!isVisible(visibilityLevel, message)) return false;
-  data.*duration = durationOf(message);
+  duration = durationOf(message);
   return true;
 }
 
 bool handleInitStep(ProfileData& data, VisibilityLevel visibilityLevel, const Message& message) {
-  return storeTiming(data, visibilityLevel, message, &ProfileData::initStepTimestamp_,
-                     &ProfileData::initStepDuration_);
+  return storeTiming(data.initStepTimestamp_, data.initStepDuration_, visibilityLevel, message);
 }
 
 bool handleComposeGraphs(ProfileData& data, VisibilityLevel visibilityLevel,
                          const Message& message) {
-  return storeTiming(data, visibilityLevel, message, &ProfileData::composeGraphsTimestamp_,
-                     &ProfileData::composeGraphsDuration_);
+  return storeTiming(data.composeGraphsTimestamp_, data.composeGraphsDuration_, visibilityLevel,
+                     message);
 }
 
 /// Whether a message about a graph is to be taken: visible, and naming its graph.

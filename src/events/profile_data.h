@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/keyed_hash.h"
 #include "ryx/profile_event.h"
 
 namespace ryx::profiling {
@@ -26,7 +27,7 @@ class GraphExecutionList {
 
  private:
   std::vector<GraphExecutions> graphs_;
-  std::unordered_map<std::string, size_t> positions_;
+  std::unordered_map<std::string, size_t, KeyedHash> positions_;
 };
 
 /// Durations and timestamps are microseconds. Flags are set once and never cleared.

@@ -1,17 +1,23 @@
 // Reading a log from end to end: chunk by chunk, message by message, then the statistics.
+//
+// Memory is bounded by the largest chunk and by what the handlers keep, because a message is turned
+// into `ProfileData` at once and its chunk is then overwritten. The log lines here, and what is
+// accepted in spite of damage, are what hosts know readers by: bytes missing from the last chunk
+// read as zeros, and up to three bytes after it are passed over. CheckedLog names damage far
+// better, and is for the tools.
 
 #include <new>
 #include <stdexcept>
 #include <string>
 
 #include "base/logger.h"
-#include "events/event_tree.h"
 #include "events/execution_statistics.h"
 #include "events/method_handlers.h"
 #include "events/queue_wait.h"
 #include "reader/ryx_profile_log_reader.h"
 #include "reader/standard_output.h"
 #include "stream/chunk_file.h"
+#include "stream/log_text.h"
 
 namespace ryx::profiling {
 namespace {
@@ -34,8 +40,9 @@ void copyIfPresent(std::string& member, const flatbuffers::String* text) {
   if (text != nullptr) member = logText(text);
 }
 
-/// The initialisation as a whole: the steps of its own method, or, where those took no time, what
-/// the Init method reported.
+/// How long the initialisation took as a whole. In a log with a Finalize message, its parts
+/// together: the steps, the composition and each graph's finalisation. Without one, or where the
+/// parts took no time, what the Init message reported.
 void finishInitTotals(ProfileData& data) {
   if (data.finalizeSeen_) {
     data.initTotalTimestamp_ = data.initStepTimestamp_;
@@ -66,9 +73,9 @@ bool RyxProfileLogReader::readChunks() {
   for (;;) {
     const ChunkRead read = readChunk(file, logFilePath_);
     if (read != ChunkRead::Chunk) return read == ChunkRead::EndOfFile;
-    if (!messageStream_.loadChunk(file.bytes(), file.presentBytes())) return false;
+    if (!messageStream_.loadChunk(file.bytes())) return false;
     // Before the next chunk, whose bytes replace those that the header is in.
-    if (!headerSaved_) saveHeader();
+    if (!headerSaved_ || messageStream_.root->header() != nullptr) saveHeader();
     endOfMessages_ = false;
     while (!endOfMessages_) processNextMessage();
   }

@@ -1,3 +1,5 @@
+// What several reports of the base reader share.
+
 #include "reader/ryx_profile_log_reader.h"
 
 namespace ryx::profiling {
@@ -15,6 +17,7 @@ const std::vector<ProfileEvent>* RyxProfileLogReader::initSectionEvents() const 
 std::optional<float> RyxProfileLogReader::inferenceRate() const {
   const auto& events = data_.netRunEvents_;
   if (!data_.netRunSeen_ || events.size() < 2) return std::nullopt;
+  // Two events carry the rate, a duration and a count, in either order.
   const bool durationFirst = events[0].identifier == "duration";
   const uint64_t duration = events[durationFirst ? 0 : 1].value.payload;
   const uint64_t count = events[durationFirst ? 1 : 0].value.payload;

@@ -14,15 +14,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/keyed_hash.h"
 #include "events/profile_data.h"
+#include "events/queue_wait.h"
 #include "ryx/profile_event.h"
 #include "ryx/profile_log_reader.h"
 #include "stream/flat_buffer_reader_util.h"
 
 namespace ryx::profiling {
-
-/// The version that every report names.
-constexpr char kToolVersion[] = RYX_PROFILE_VERSION;
 
 class RyxProfileLogReader : public ProfileLogReader {
  public:
@@ -41,9 +40,33 @@ class RyxProfileLogReader : public ProfileLogReader {
   void writeCsvEvents(std::ostream& os, const std::vector<ProfileEvent>& events,
                       uint64_t messageTimestamp, const std::string& message) override;
 
- protected:
-  // Sections of the text report, in the order of the full report.
+  /// Writes the header details and an empty line, and flushes.
   void printHeaderDetails(std::ostream& os);
+
+  /// Saves an object event's bytes under the first free name made from its payload file name:
+  /// "name.bin", "name_1.bin", "name_2.bin" and so on. Does nothing for an event without a name. A
+  /// file that cannot be written is logged at level ERROR.
+  void saveObjectPayload(const ProfileEvent& event);
+
+ protected:
+  /// While it lives, a report is being made. Saving payloads then remembers which names it found
+  /// taken: a trace of every execution comes under one name, and trying all numbers anew for each
+  /// would be quadratic. Before and after, files may come and go, and every payload's search begins
+  /// at the bare name.
+  class PayloadNumbering {
+   public:
+    explicit PayloadNumbering(RyxProfileLogReader& reader) : reader_(reader) {
+      reader_.payloadNumbers_.emplace();
+    }
+    PayloadNumbering(const PayloadNumbering&) = delete;
+    PayloadNumbering& operator=(const PayloadNumbering&) = delete;
+    ~PayloadNumbering() { reader_.payloadNumbers_.reset(); }
+
+   private:
+    RyxProfileLogReader& reader_;
+  };
+
+  // Sections of the text report, in the order of the full report, after the header details.
   void printPhaseSections(std::ostream& os);
   void printExecuteOverall(std::ostream& os);
   void printExecuteAverage(std::ostream& os);
@@ -51,14 +74,6 @@ class RyxProfileLogReader : public ProfileLogReader {
   void printExecuteMaximum(std::ostream& os);
   void printLibLoad(std::ostream& os);
   void printApplyBinarySections(std::ostream& os);
-
-  /// Saves an object event's bytes under the first free name made from its payload file name. A
-  /// file that cannot be written is logged at level ERROR. What was found taken is not looked at
-  /// again until `forgetPayloadNames`.
-  void saveObjectPayload(const ProfileEvent& event);
-
-  /// To be called when a report begins: files may have come and gone since the last one.
-  void forgetPayloadNames() { payloadNumbers_.clear(); }
 
   /// The events of the Init sections: those carried by other methods' messages, else those of the
   /// Init message, else null.
@@ -94,7 +109,7 @@ class RyxProfileLogReader : public ProfileLogReader {
   /// `queueWaits` by graph name; a graph without an entry gets no queue-wait line.
   void printExecuteStatistic(std::ostream& os, std::string_view title,
                              const std::vector<GraphEventSet>& graphs,
-                             const std::unordered_map<std::string_view, uint64_t>& queueWaits);
+                             const QueueWaitsByGraph& queueWaits);
   void printApplyBinarySection(std::ostream& os, std::string_view title,
                                const std::vector<GraphEventSet>& graphs);
   void saveExecutionPayloads();
@@ -104,8 +119,8 @@ class RyxProfileLogReader : public ProfileLogReader {
   void writeCsvExecutions(std::ostream& os, const GraphExecutionList& list,
                           const std::string& rowMessage, const std::string& eventMessage);
 
-  /// By payload file name: the first number that may be free.
-  std::unordered_map<std::string, uint64_t> payloadNumbers_;
+  /// By payload file name: the first number that may be free. None between reports.
+  std::optional<std::unordered_map<std::string, uint64_t, KeyedHash>> payloadNumbers_;
 };
 
 }  // namespace ryx::profiling

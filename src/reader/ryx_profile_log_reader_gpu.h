@@ -1,5 +1,5 @@
 // The GPU reader: reports as a JSON document instead of CSV, with a shorter text summary.
-// Implemented in gpu/.
+// Implemented in reports/json_report.cpp.
 
 #ifndef RYX_READER_RYX_PROFILE_LOG_READER_GPU_H
 #define RYX_READER_RYX_PROFILE_LOG_READER_GPU_H
@@ -15,7 +15,8 @@
 
 namespace ryx::profiling {
 
-/// RapidJSON's own allocator answers null when memory is exhausted, and its callers do not look.
+/// Throws std::bad_alloc when memory is exhausted. RapidJSON's own allocator returns null then,
+/// which its callers do not test: a report would end the host's process.
 class ThrowingJsonAllocator {
  public:
   static const bool kNeedFree = true;
@@ -39,20 +40,21 @@ using JsonPool = rapidjson::MemoryPoolAllocator<ThrowingJsonAllocator>;
 using JsonValue = rapidjson::GenericValue<rapidjson::UTF8<>, JsonPool>;
 using JsonDocument = rapidjson::GenericDocument<rapidjson::UTF8<>, JsonPool, ThrowingJsonAllocator>;
 
-class RyxProfileLogReaderGPU final : public RyxProfileLogReader {
+class RyxProfileLogReaderGPU : public RyxProfileLogReader {
  public:
   using RyxProfileLogReader::RyxProfileLogReader;
 
   [[nodiscard]] bool generateOutput(const std::string& outputPath) override;
 
- private:
+ protected:
+  // The members of the report, in its order; each adds one to `jsonRoot_`.
   void addMetadata();
   void addInitSection();
   void addDeInitSection();
   void addExecuteSection();
 
   /// The report under construction; its storage belongs to the process-wide document, which takes
-  /// it over when it is complete.
+  /// it over when it is complete, and has the same throwing allocator.
   JsonValue jsonRoot_{rapidjson::kObjectType};
 };
 

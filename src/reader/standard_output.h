@@ -7,7 +7,8 @@
 
 namespace ryx::profiling {
 
-/// Writes `text` in one piece and flushes it. A failure is logged at level ERROR.
+/// Writes `text` in one piece and flushes it. A failure is logged at level ERROR. The state of
+/// std::cout stays what the host has made of it.
 void writeStandardOutput(std::string_view text);
 
 }  // namespace ryx::profiling

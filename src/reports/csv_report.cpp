@@ -11,6 +11,7 @@
 
 #include "base/logger.h"
 #include "base/number_text.h"
+#include "base/version.h"
 #include "events/event_text.h"
 #include "reader/ryx_profile_log_reader.h"
 #include "reader/standard_output.h"
@@ -67,7 +68,8 @@ bool RyxProfileLogReader::generateOutput(const std::string& outputPath) {
     }
   }
 
-  forgetPayloadNames();
+  // The text report saves payloads as it goes: see printEventTree.
+  const PayloadNumbering numbering(*this);
   std::ostringstream text;
   text.exceptions(std::ios::badbit);  // or exhausted memory would cut the report short unnoticed
   text << std::fixed << std::setprecision(0);
@@ -83,6 +85,7 @@ bool RyxProfileLogReader::generateOutput(const std::string& outputPath) {
   if (file.is_open()) {
     writeCsvReport(file);
     file.close();
+    // Only a log line: the text report is good all the same, and the host gets true.
     if (!file) RYX_LOG_ERROR("Invalid output file: [%s]", outputPath.c_str());
   }
   writeStandardOutput(text.str());
@@ -98,6 +101,7 @@ void RyxProfileLogReader::writeCsvReport(std::ostream& os) {
      << "Msg Timestamp, Message, Time, Unit of Measurement, Timing Source, Event Level, "
         "Event Identifier\n";
 
+  // Phase by phase, whatever their order in the log.
   writeDurationRow(os, data_.initTotalTimestamp_, "INIT", data_.initTotalDuration_);
   if (const auto* events = initSectionEvents())
     writeCsvEvents(os, *events, data_.initTotalTimestamp_, "INIT");
@@ -153,6 +157,7 @@ void RyxProfileLogReader::writeCsvEvents(std::ostream& os, const std::vector<Pro
   const std::string rowStart = decimal(messageTimestamp) + ',' + message + ',';
   std::string block;
   for (const ProfileEvent& event : events) {
+    // Events below these two levels have no rows.
     appendEventRow(block, rowStart, event, ",BACKEND,ROOT,");
     for (const ProfileEvent& subEvent : event.subEvents)
       appendEventRow(block, rowStart, subEvent, ",BACKEND,SUB-EVENT,");

@@ -6,6 +6,7 @@
 #include "base/logger.h"
 #include "base/number_text.h"
 #include "base/os_helpers.h"
+#include "base/version.h"
 #include "reader/ryx_profile_log_reader.h"
 
 namespace ryx::profiling {
@@ -22,6 +23,7 @@ std::string RyxProfileLogReader::getHeaderDetails() {
   std::tm date;
   if (log::localTime(&seconds, &date) != nullptr) {
     char dateText[26];
+    // A year of more than four digits has no such text; then the details are empty altogether.
     if (log::asciiTime(&date, dateText, sizeof dateText) == nullptr) return {};
     text += "Log File Created: ";
     text += dateText;  // ends in a newline of its own

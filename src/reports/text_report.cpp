@@ -1,13 +1,16 @@
 // The text statistics report: one section per phase, the phase's events as an indented tree.
 //
-// Numbers are written as text of our own making, so that no locale and no state of the stream
-// changes them; the stream's number format is still set as each section promises it to the event
-// printer, which a subclass may replace.
+// Numbers are turned to text before they reach the stream, so that no locale and no state of the
+// stream changes them. The stream's number format is set nevertheless: `printEventTree` may be
+// replaced by a subclass, which then finds the format that each section has always had.
+//
+// Printing has a side effect that its name does not tell: payloads of object events are saved as
+// the walk over the events meets them, so the order of the sections is also the order in which
+// files are numbered.
 
 #include <iomanip>
 #include <ostream>
 #include <string_view>
-#include <unordered_map>
 
 #include "base/number_text.h"
 #include "events/event_text.h"
@@ -42,8 +45,8 @@ uint64_t waitOf(const GraphQueueWait& entry) { return entry.wait; }
 
 /// The queue wait of each graph; of several entries for one name the first counts.
 template <typename Entries>
-std::unordered_map<std::string_view, uint64_t> waitsByGraph(const Entries& entries) {
-  std::unordered_map<std::string_view, uint64_t> waits;
+QueueWaitsByGraph waitsByGraph(const Entries& entries) {
+  QueueWaitsByGraph waits;
   for (const auto& entry : entries) waits.emplace(entry.graphName, waitOf(entry));
   return waits;
 }
@@ -100,9 +103,9 @@ void RyxProfileLogReader::printExecuteOverall(std::ostream& os) {
      << " inf/sec \n\n";
 }
 
-void RyxProfileLogReader::printExecuteStatistic(
-    std::ostream& os, std::string_view title, const std::vector<GraphEventSet>& graphs,
-    const std::unordered_map<std::string_view, uint64_t>& queueWaits) {
+void RyxProfileLogReader::printExecuteStatistic(std::ostream& os, std::string_view title,
+                                                const std::vector<GraphEventSet>& graphs,
+                                                const QueueWaitsByGraph& queueWaits) {
   printTitle(os, title, 24);
   printTitle(os, "Total Inference Time: ", 21);
   if (graphs.empty()) os << '\n';
@@ -113,6 +116,7 @@ void RyxProfileLogReader::printExecuteStatistic(
                   data_.queueWaitSeen_ ? "NetRun (Host Round-Trip): " : "NetRun: ", graph.duration);
     if (!data_.graphRunSeen_) {
       const auto wait = queueWaits.find(graph.graphName);
+      // Unsigned: where the wait is longer than the round trip, the difference wraps around.
       if (wait != queueWaits.end())
         os << kIndent << "NetRun (Host Round-Trip excluding queue wait): "
            << decimal(graph.duration - wait->second) << '\n';

@@ -1,13 +1,19 @@
+// Chunks are read into one buffer, which grows to the size of the largest. Bytes that a file
+// announces and does not hold cost nothing: large buffers come from the kernel, which gives them
+// memory page by page as they are touched, and a chunk that is cut short is handed out in a fresh
+// buffer, whose untouched pages are zero.
+
 #include "stream/chunk_file.h"
 
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
+#include "stream/foreign_content.h"
 #include "stream/log_format.h"
 
 namespace ryx::profiling {
@@ -44,19 +50,17 @@ void ByteVector::resize(size_t size) {
   size_ = size;
 }
 
-bool ChunkFile::open(const std::string& path) {
-  // A folder opens like a file and then fails at its first byte.
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) return false;
-  file_.open(path, std::ios::binary);
-  return file_.is_open();
+Status ChunkFile::open(const std::string& path) {
+  Result<std::unique_ptr<ByteSource>> source = openByteSource(path);
+  if (source) source_ = std::move(*source);
+  return source.status();
 }
 
 ChunkRead ChunkFile::readNext() {
   offset_ = nextOffset_;
   uint8_t prefix[kSizePrefixBytes];
   const size_t prefixBytes = read(prefix, sizeof prefix);
-  if (file_.bad()) return ChunkRead::Failed;
+  if (!failure_) return ChunkRead::Failed;
   if (prefixBytes < sizeof prefix) {
     trailingBytes_ = prefixBytes;
     return ChunkRead::EndOfFile;
@@ -64,9 +68,10 @@ ChunkRead ChunkFile::readNext() {
 
   const size_t announced = decodeSizePrefix(prefix);
   bytes_->resize(announced);
-  // A chunk above the limit is refused unread.
-  presentBytes_ = announced <= kMaxChunkBytes ? read(bytes_->data(), announced) : 0;
-  if (file_.bad()) return ChunkRead::Failed;
+  // A chunk above the limit is refused; its first bytes tell what the file might be instead.
+  const size_t wanted = announced <= kMaxChunkBytes ? announced : kTellingBytes;
+  presentBytes_ = read(bytes_->data(), wanted);
+  if (!failure_) return ChunkRead::Failed;
   if (presentBytes_ < announced) {
     // The storage may hold earlier chunks: hand out one whose tail is zero, at no cost for it.
     auto padded = std::make_shared<ByteVector>(announced);
@@ -77,9 +82,32 @@ ChunkRead ChunkFile::readNext() {
   return ChunkRead::Chunk;
 }
 
-size_t ChunkFile::read(void* destination, size_t size) {
-  file_.read(static_cast<char*>(destination), static_cast<std::streamsize>(size));
-  return static_cast<size_t>(file_.gcount());
+size_t ChunkFile::read(uint8_t* destination, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    if (taken_ == buffered_ && size - done >= kBufferBytes) {
+      const size_t count = readFile(destination + done, size - done);
+      if (count == 0) break;
+      done += count;
+      continue;
+    }
+    if (taken_ == buffered_) {
+      buffered_ = readFile(buffer_, kBufferBytes);
+      taken_ = 0;
+      if (buffered_ == 0) break;
+    }
+    const size_t count = std::min(size - done, buffered_ - taken_);
+    std::copy_n(buffer_ + taken_, count, destination + done);
+    taken_ += count;
+    done += count;
+  }
+  return done;
+}
+
+size_t ChunkFile::readFile(uint8_t* destination, size_t size) {
+  const Result<size_t> count = source_->read(destination, size);
+  if (!count) failure_ = count.status();
+  return count ? *count : 0;
 }
 
 }  // namespace ryx::profiling

@@ -5,9 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <memory>
 #include <string>
+
+#include "base/status.h"
+#include "stream/byte_source.h"
 
 namespace ryx::profiling {
 
@@ -40,14 +42,14 @@ class ByteVector {
 enum class ChunkRead {
   Chunk,      ///< a chunk was read, possibly cut short by the end of the file
   EndOfFile,  ///< no further byte count could be read
-  Failed,     ///< the file could not be read
+  Failed,     ///< the file could not be read: `failure` says why
 };
 
 /// Reads a log chunk by chunk. Chunks are neither verified nor interpreted.
 class ChunkFile {
  public:
-  /// False when `path` does not open for reading, or is a folder.
-  [[nodiscard]] bool open(const std::string& path);
+  /// Opens a log, as `openByteSource` does.
+  [[nodiscard]] Status open(const std::string& path);
 
   /// Reads the next byte count and its chunk. Throws std::bad_alloc or std::length_error when
   /// storage for the announced bytes cannot be had; the file can then not be read further.
@@ -64,13 +66,24 @@ class ChunkFile {
   /// last whole chunk ended.
   [[nodiscard]] uint64_t offset() const { return offset_; }
 
-  /// After EndOfFile: the bytes (0 to 3) behind the last chunk, too few for a byte count.
+  /// After EndOfFile: the bytes (0 to 3) after the last chunk, too few for a byte count.
   [[nodiscard]] size_t trailingBytes() const { return trailingBytes_; }
 
- private:
-  size_t read(void* destination, size_t size);
+  [[nodiscard]] const Status& failure() const { return failure_; }
 
-  std::ifstream file_;
+ private:
+  // Chunks may be tiny, and a read for each would cost more than all else.
+  static constexpr size_t kBufferBytes = 8192;
+
+  /// Reads `size` bytes, or as many as there are up to the end of the file or a failure.
+  size_t read(uint8_t* destination, size_t size);
+  [[nodiscard]] size_t readFile(uint8_t* destination, size_t size);
+
+  std::unique_ptr<ByteSource> source_;
+  Status failure_;
+  uint8_t buffer_[kBufferBytes];
+  size_t buffered_ = 0;  ///< bytes in the buffer
+  size_t taken_ = 0;     ///< of them
   std::shared_ptr<ByteVector> bytes_ = std::make_shared<ByteVector>();
   size_t presentBytes_ = 0;
   size_t trailingBytes_ = 0;

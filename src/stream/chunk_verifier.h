@@ -12,15 +12,13 @@ namespace ryx::profiling {
 /// vector and scalar inside them, required fields present, tables nested at most kMaxTableDepth.
 /// Alignment is not checked.
 ///
-/// `presentBytes` is how many of them came from a file (fewer than `size` for a chunk that the end
-/// of the file cut short). A chunk is also refused when it visits more tables than that: a tree of
-/// tables takes at least 8 bytes for each, so only tables shared many times over, or a tail that is
-/// not there, can exceed it, and would cost memory out of all proportion to the file.
-[[nodiscard]] bool verifyChunk(const uint8_t* data, size_t size, size_t presentBytes);
+/// A chunk may name one table or text many times over, so that a few thousand bytes stand for
+/// billions of events. The only limit on that is the verifier's own, of kMaxTables visits, which
+/// takes a minute to reach: whoever walks what verifies needs limits of memory and time.
+[[nodiscard]] bool verifyChunk(const uint8_t* data, size_t size);
 
-[[nodiscard]] inline bool verifyChunk(const uint8_t* data, size_t size) {
-  return verifyChunk(data, size, size);
-}
+/// As above, and no more than `maxTables` of them visited.
+[[nodiscard]] bool verifyChunk(const uint8_t* data, size_t size, uint32_t maxTables);
 
 }  // namespace ryx::profiling
 

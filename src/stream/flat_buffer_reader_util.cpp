@@ -1,3 +1,6 @@
+// Verified once, a chunk is read without further checks: messages are handed out as pointers into
+// it.
+
 #include "stream/flat_buffer_reader_util.h"
 
 #include <utility>
@@ -8,12 +11,7 @@
 namespace ryx::profiling {
 
 bool FlatBufferReaderUtil::loadChunk(std::shared_ptr<ByteVector> chunk) {
-  const size_t size = chunk->size();
-  return loadChunk(std::move(chunk), size);
-}
-
-bool FlatBufferReaderUtil::loadChunk(std::shared_ptr<ByteVector> chunk, size_t presentBytes) {
-  if (!verifyChunk(chunk->data(), chunk->size(), presentBytes)) {
+  if (!verifyChunk(chunk->data(), chunk->size())) {
     RYX_LOG_ERROR("Corrupted flatbuffer binary stream");
     return false;
   }

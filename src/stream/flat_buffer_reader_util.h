@@ -12,14 +12,13 @@
 namespace ryx::profiling {
 
 /// Everything it hands out points into the chunk that was loaded last. It shares that chunk until
-/// its last message has been taken; whoever looks at a message for longer keeps the chunk alive.
+/// its last message has been taken; who needs a message for longer has to keep the chunk alive.
 class FlatBufferReaderUtil {
  public:
   virtual ~FlatBufferReaderUtil() = default;
 
   /// Verifies a chunk and takes its messages. On failure logs "Corrupted flatbuffer binary stream",
-  /// answers false and changes nothing. `presentBytes` is what the file really held of the chunk.
-  [[nodiscard]] bool loadChunk(std::shared_ptr<ByteVector> chunk, size_t presentBytes);
+  /// returns false and changes nothing.
   [[nodiscard]] bool loadChunk(std::shared_ptr<ByteVector> chunk);
 
   /// The first header that any chunk carried, or null. It points into the chunk that carried it:
@@ -29,11 +28,14 @@ class FlatBufferReaderUtil {
   /// The next message of the chunk, or null when none is left, which also releases the chunk.
   [[nodiscard]] const Message* nextMessage();
 
+  // For reading only. All but the counter point into chunks, and are valid until these are
+  // released.
+  const LogChunk* root = nullptr;     ///< of the chunk loaded last
+  const LogHeader* header = nullptr;  ///< the first of any chunk
+  const flatbuffers::Vector<flatbuffers::Offset<Message>>* messages = nullptr;  ///< until drained
+  uint32_t messageCounter = 0;  ///< the messages handed out of this chunk
+
  private:
-  const LogChunk* root = nullptr;
-  const LogHeader* header = nullptr;
-  const flatbuffers::Vector<flatbuffers::Offset<Message>>* messages = nullptr;
-  uint32_t messageCounter = 0;
   std::shared_ptr<ByteVector> bytes;
 };
 

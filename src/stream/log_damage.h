@@ -1,4 +1,4 @@
-// A log read chunk by chunk up to its end or its first damage, which is named.
+// Reading a log chunk by chunk, up to its end or its first damage, and saying what that damage is.
 
 #ifndef RYX_STREAM_LOG_DAMAGE_H
 #define RYX_STREAM_LOG_DAMAGE_H
@@ -15,12 +15,15 @@ namespace ryx::profiling {
 
 enum class DamageKind {
   CannotOpen,     ///< no such file, no permission, a folder
-  CannotRead,     ///< reading failed, or the chunk's storage cannot be had
+  NotALog,        ///< its first chunk is damaged, and it begins as another kind of file does
+  CannotRead,     ///< reading failed
+  NoMemory,       ///< the chunk's storage cannot be had
   TooSmall,       ///< announces fewer bytes than a chunk takes
   TooLarge,       ///< announces more bytes than a chunk may have
   PastEnd,        ///< announces more bytes than the file still has
   Unverified,     ///< all bytes are there, and do not verify
-  TrailingBytes,  ///< 1 to 3 bytes behind the last chunk
+  TrailingBytes,  ///< 1 to 3 bytes after the last chunk
+  SharedEvents,   ///< more events than bytes in a chunk; refused where each becomes a row
 };
 
 struct LogDamage {
@@ -30,19 +33,28 @@ struct LogDamage {
   std::string text;          ///< what is wrong: "its 28 bytes do not verify"
 };
 
-/// "chunk 2 at byte 32: its 28 bytes do not verify"; for a log that does not open, why.
+/// "chunk 2 at byte 32: its 28 bytes do not verify"; for a log that does not open, why; for what is
+/// no log, "not a profiling log; it looks like gzip data".
 [[nodiscard]] std::string describe(const LogDamage& damage);
 
-/// What is wrong, by its name alone, with a chunk that announces `announcedBytes`, of which the
-/// file has `presentBytes`: what cannot be told from the sizes is Unverified.
+/// The damage of a chunk that does not verify. Its prefix announces `announcedBytes`, of which the
+/// file has `presentBytes`. Unverified where nothing is wrong with these sizes.
 [[nodiscard]] DamageKind judgeSizes(uint64_t announcedBytes, uint64_t presentBytes);
-[[nodiscard]] std::string damageText(DamageKind kind, uint64_t announcedBytes,
-                                     uint64_t presentBytes);
 
-/// Readers accept trailing bytes, and a chunk that the end of the file cuts short where it verifies
-/// with zeros for what is missing.
-enum class DamageScope { All, StopsReaders };
+/// What is wrong, in words: "its 28 bytes do not verify".
+[[nodiscard]] std::string damageText(DamageKind kind, uint64_t announcedBytes = 0,
+                                     uint64_t presentBytes = 0);
 
+/// What counts as damage. Readers accept two things that are: bytes after the last chunk, too few
+/// for a size prefix, and a last chunk that is cut short if it verifies with zeros in place of the
+/// bytes that are missing.
+enum class DamageScope {
+  All,           ///< these two as well
+  AllAsRead,     ///< these two as well, but `next` still returns that last chunk, as readers see it
+  StopsReaders,  ///< all but these two
+};
+
+/// A log that is verified while it is read.
 class CheckedLog {
  public:
   explicit CheckedLog(DamageScope scope = DamageScope::All) : scope_(scope) {}
@@ -50,7 +62,8 @@ class CheckedLog {
   /// On failure `damage()` says why.
   [[nodiscard]] bool open(const std::string& path);
 
-  /// The next chunk, verified, until the next call; null at the end of the log or at its damage.
+  /// The next chunk, which has been verified; valid until the next call. Null at the end of the log
+  /// and at its damage.
   [[nodiscard]] const LogChunk* next();
 
   [[nodiscard]] const std::optional<LogDamage>& damage() const { return damage_; }
@@ -60,11 +73,19 @@ class CheckedLog {
   /// Of the chunk handed out last: its bytes without the size prefix, which is at `offset`.
   [[nodiscard]] size_t chunkBytes() const { return file_.bytes()->size(); }
   [[nodiscard]] uint64_t offset() const { return file_.offset(); }
+  /// Whether verifying it visits more tables than it has bytes, as it only can where tables are
+  /// named more than once.
+  [[nodiscard]] bool sharesTables() const { return sharesTables_; }
   /// Where the chunk handed out last ends in the file.
   [[nodiscard]] uint64_t end() const { return end_; }
 
  private:
+  [[nodiscard]] ChunkRead readChunk();
   [[nodiscard]] const LogChunk* verified();
+  [[nodiscard]] bool verify(const ByteVector& bytes);
+  /// Notes the damage of the chunk read last, which is cut short or does not verify.
+  void refuseChunk();
+  void refuseUnread();
   void refuse(DamageKind kind, uint64_t announcedBytes = 0, uint64_t presentBytes = 0);
 
   DamageScope scope_;
@@ -72,6 +93,7 @@ class CheckedLog {
   std::optional<LogDamage> damage_;
   uint64_t chunkCount_ = 0;
   uint64_t end_ = 0;
+  bool sharesTables_ = false;
 };
 
 /// The first damage of the log within `scope`, if it has any. Reads the log up to there.

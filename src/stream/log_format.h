@@ -23,6 +23,10 @@ constexpr uint64_t kMaxChunkBytes = 2147483646;
 /// The deepest nesting of tables that verifies: the chunk is 1, a message 2, its events 3.
 constexpr uint32_t kMaxTableDepth = 64;
 
+/// The most tables that verify, each counted as often as it is named. With the largest number of 32
+/// bits as its limit, the verifier's count would wrap around instead of exceeding it.
+constexpr uint32_t kMaxTables = 4294967294;
+
 /// The chunk's byte count, from the first kSizePrefixBytes bytes at `prefix`.
 constexpr uint32_t decodeSizePrefix(const uint8_t* prefix) {
   return uint32_t{prefix[0]} | uint32_t{prefix[1]} << 8 | uint32_t{prefix[2]} << 16 |

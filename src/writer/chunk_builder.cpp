@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include "stream/size_bound.h"
+
 namespace ryx::profiling {
 
 namespace {
@@ -17,7 +19,6 @@ constexpr uint64_t kMaxEventBytes = 128;
 constexpr uint64_t kMaxMessageBytes = 192;  // with its timestamp and timing
 constexpr uint64_t kMaxHeaderBytes = 192;   // with its extension
 constexpr uint64_t kMaxFrameBytes = 64;     // root table and offset, vector of messages, prefix
-constexpr uint64_t kMaxArrayOverhead = 12;  // count, terminator and padding
 
 // The chunk and the message are tables too.
 constexpr uint32_t kMaxEventDepth = kMaxTableDepth - 2;
@@ -40,34 +41,25 @@ static_assert(sameCode(ProfiledMethod::ApplyBinarySection, MethodType::ApplyBina
 static_assert(sameCode(ProfiledMethod::ApplyBinarySectionAlt, MethodType::ApplyBinarySectionAlt));
 static_assert(MethodType::MAX == MethodType::ApplyBinarySectionAlt);
 
-/// Adds up the bound of a record; stays at the first sum that no chunk can hold.
-class SizeBound {
- public:
-  void add(uint64_t bytes) { bytes_ = std::min(bytes_ + std::min(bytes, kTooMany), kTooMany); }
-  void addArray(uint64_t bytes) { add(bytes), add(kMaxArrayOverhead); }
-  void addText(const std::optional<std::string_view>& text) {
-    if (text) addArray(text->size());
-  }
-  [[nodiscard]] uint64_t bytes() const { return bytes_; }
+void addText(SizeBound& bound, const std::optional<std::string_view>& text) {
+  if (text) bound.addArray(text->size());
+}
 
- private:
-  static constexpr uint64_t kTooMany = kMaxChunkBytes + 1;
-  uint64_t bytes_ = 0;
-};
-
-/// False when the events go deeper than `levels`.
-bool measureEvents(const ArrayView<EventRecord>& events, uint32_t levels, SizeBound& bound) {
+/// False when the events go deeper than `levels`. Stops counting above `maxBytes`: arrays that
+/// share their nested arrays can have more events than there is time to count.
+bool measureEvents(const ArrayView<EventRecord>& events, uint32_t levels, uint64_t maxBytes,
+                   SizeBound& bound) {
   if (events.size == 0) return true;
   if (levels == 0) return false;
-  bound.add(kMaxArrayOverhead);
-  for (size_t i = 0; i < events.size; ++i) {
+  bound.addArray(0);
+  for (size_t i = 0; i < events.size && bound.bytes() <= maxBytes; ++i) {
     const EventRecord& event = events.data[i];
     bound.add(kMaxEventBytes);
-    bound.addText(event.identifier);
-    bound.addText(event.fileName);
-    bound.addText(event.stringValue);
+    addText(bound, event.identifier);
+    addText(bound, event.fileName);
+    addText(bound, event.stringValue);
     if (event.bytesValue) bound.addArray(event.bytesValue->size);
-    if (!measureEvents(event.nestedEvents, levels - 1, bound)) return false;
+    if (!measureEvents(event.nestedEvents, levels - 1, maxBytes, bound)) return false;
   }
   return true;
 }
@@ -85,9 +77,9 @@ AddResult ChunkBuilder::judge(uint64_t recordBytes) const {
 AddResult ChunkBuilder::setHeader(const HeaderRecord& header) {
   SizeBound bound;
   bound.add(kMaxHeaderBytes);
-  bound.addText(header.infoText);
-  bound.addText(header.backendVersion);
-  bound.addText(header.infoLabel);
+  addText(bound, header.infoText);
+  addText(bound, header.backendVersion);
+  addText(bound, header.infoLabel);
   const AddResult result = judge(bound.bytes());
   if (result != AddResult::Added) return result;
 
@@ -110,13 +102,14 @@ AddResult ChunkBuilder::setHeader(const HeaderRecord& header) {
 AddResult ChunkBuilder::addMessage(const MessageRecord& message) {
   SizeBound bound;
   bound.add(kMaxMessageBytes);
-  bound.addText(message.text);
-  if (!measureEvents(message.events, kMaxEventDepth, bound)) return AddResult::TooDeep;
+  addText(bound, message.text);
+  if (!measureEvents(message.events, kMaxEventDepth, maxBytes_, bound)) return AddResult::TooDeep;
   const AddResult result = judge(bound.bytes());
   if (result == AddResult::Added) messages_.push_back(buildMessage(message));
   return result;
 }
 
+// What a table leads to has to be finished before the table is begun, here and below.
 flatbuffers::Offset<Message> ChunkBuilder::buildMessage(const MessageRecord& message) {
   flatbuffers::Offset<flatbuffers::Vector<flatbuffers::Offset<Event>>> events;
   if (message.events.size > 0 || message.emptyEvents) events = buildEvents(message.events);
@@ -199,7 +192,19 @@ flatbuffers::Offset<HeaderExtension> ChunkBuilder::buildExtension(const HeaderRe
 flatbuffers::Offset<flatbuffers::String> ChunkBuilder::buildText(
     const std::optional<std::string_view>& text) {
   if (!text) return 0;
-  return builder_.CreateString(text->data(), text->size());
+  if (repeated_ == RepeatedTexts::EachTime)
+    return builder_.CreateString(text->data(), text->size());
+  const uint64_t hash = TextTable::hashOf(*text);
+  const auto textAt = [this](TextTable::Place place) {
+    const uint8_t* string = builder_.GetCurrentBufferPointer() + builder_.GetSize() - place;
+    return reinterpret_cast<const flatbuffers::String*>(string)->string_view();
+  };
+  TextTable::Place place = texts_.find(*text, hash, textAt);
+  if (place == 0) {
+    place = builder_.CreateString(text->data(), text->size()).o;
+    texts_.remember(hash, place);
+  }
+  return place;
 }
 
 ArrayView<uint8_t> ChunkBuilder::finish() {
@@ -220,6 +225,7 @@ void ChunkBuilder::clear() {
   header_ = 0;
   messages_.clear();
   events_.clear();
+  texts_.clear();
 }
 
 void ChunkBuilder::reset() {

@@ -10,13 +10,14 @@
 #include "profile_log_generated.h"
 #include "ryx/profile_log_writer.h"
 #include "stream/log_format.h"
+#include "writer/text_table.h"
 
 namespace ryx::profiling {
 
 /// What became of a record. Only `Added` changes the chunk.
 enum class AddResult {
   Added,
-  ChunkFull,  ///< does not fit behind what the chunk holds, but fits in an empty chunk
+  ChunkFull,  ///< does not fit after what the chunk holds, but fits in an empty chunk
   TooLarge,   ///< fits in no chunk
   TooDeep,    ///< its events are nested too deeply to verify
 };
@@ -25,7 +26,9 @@ class ChunkBuilder {
  public:
   /// No finished chunk takes more than `maxBytes`, its size prefix included. Records are judged by
   /// an upper bound, a few dozen bytes above what a table really takes.
-  explicit ChunkBuilder(uint64_t maxBytes = kMaxChunkBytes) : maxBytes_(maxBytes) {}
+  explicit ChunkBuilder(RepeatedTexts repeated = RepeatedTexts::Once,
+                        uint64_t maxBytes = kMaxChunkBytes)
+      : repeated_(repeated), maxBytes_(maxBytes) {}
 
   /// The records are copied. Both throw std::bad_alloc when memory is exhausted; only `reset` may
   /// be called then.
@@ -55,10 +58,12 @@ class ChunkBuilder {
   flatbuffers::Offset<HeaderExtension> buildExtension(const HeaderRecord& header);
   flatbuffers::Offset<flatbuffers::String> buildText(const std::optional<std::string_view>& text);
 
-  uint64_t maxBytes_;
+  const RepeatedTexts repeated_;
+  const uint64_t maxBytes_;
   flatbuffers::FlatBufferBuilder builder_;
   flatbuffers::Offset<LogHeader> header_;
   std::vector<flatbuffers::Offset<Message>> messages_;
+  TextTable texts_;
   /// A stack: the events of every list that is being built, outer lists below inner ones.
   std::vector<flatbuffers::Offset<Event>> events_;
 };

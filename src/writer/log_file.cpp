@@ -1,56 +1,96 @@
+// A log is worth most when a run goes wrong, so what is on disk has to stay readable when the disk
+// is full, and when a writer is started twice. A chunk whose write failed is cut off again: what is
+// left is a log without the last of it, not a damaged one. The file is emptied only under the lock,
+// or a second writer would destroy what the first has written before it learned that it has to keep
+// out.
+
 #include "writer/log_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 
 namespace ryx::profiling {
+namespace {
 
-std::error_code lastSystemError() { return {errno, std::generic_category()}; }
-
-std::error_code writeAll(int descriptor, const void* data, size_t size, size_t& written) {
-  written = 0;
-  while (written < size) {
-    const ssize_t count =
-        ::write(descriptor, static_cast<const char*>(data) + written, size - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return lastSystemError();
-    if (count == 0) return std::make_error_code(std::errc::io_error);
-    written += static_cast<size_t>(count);
+/// Keeps what a failing write raises from ending the host, which never asked for a log's failures
+/// to be its own: a file at the size limit raises SIGXFSZ, a pipe that nobody reads any more
+/// SIGPIPE. Both go to the thread that writes, so it is enough to block them on this thread and to
+/// take back the one that came. The host's own settings stay as they are.
+class WriteSignalGuard {
+ public:
+  WriteSignalGuard() {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int signal : {SIGXFSZ, SIGPIPE}) sigaddset(&blocked, signal);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+    sigpending(&pendingBefore_);
   }
+  ~WriteSignalGuard() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  WriteSignalGuard(const WriteSignalGuard&) = delete;
+  WriteSignalGuard& operator=(const WriteSignalGuard&) = delete;
+
+  /// Takes back what a write that failed with `errorNumber` has raised.
+  void takeBack(int errorNumber) const {
+    const int signal = errorNumber == EFBIG ? SIGXFSZ : SIGPIPE;
+    if (errorNumber != EFBIG && errorNumber != EPIPE) return;
+    if (sigismember(&pendingBefore_, signal) != 0) return;  // that one is the host's
+    sigset_t raised;
+    sigemptyset(&raised);
+    sigaddset(&raised, signal);
+    constexpr timespec kAtOnce = {0, 0};
+    sigtimedwait(&raised, nullptr, &kAtOnce);
+  }
+
+ private:
+  sigset_t before_;
+  sigset_t pendingBefore_;
+};
+
+/// Locks a regular file, and empties it once it is this writer's alone.
+Status takeOver(int file) {
+  struct stat status = {};
+  if (::fstat(file, &status) != 0) return Status::system();
+  if (!S_ISREG(status.st_mode)) return {};
+  // File systems without locks refuse with other errors; there, the host keeps writers apart.
+  if (::flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    return Status::failure("another writer has it open");
+  return ::ftruncate(file, 0) == 0 ? Status() : Status::system();
+}
+
+}  // namespace
+
+Status LogFile::open(const std::string& path) {
+  Result<Descriptor> file = openFile(path, O_WRONLY | O_CREAT);
+  if (!file) return file.status();
+  if (Status status = takeOver(file->get()); !status) return status;
+  file_ = std::move(*file);
+  size_ = 0;
   return {};
 }
 
-LogFile::~LogFile() {
-  if (isOpen()) static_cast<void>(close());
-}
-
-std::error_code LogFile::open(const std::string& path) {
-  do {
-    descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  } while (descriptor_ < 0 && errno == EINTR);
-  size_ = 0;
-  return isOpen() ? std::error_code() : lastSystemError();
-}
-
-std::error_code LogFile::append(const uint8_t* data, size_t size) {
+Status LogFile::append(const uint8_t* data, size_t size) {
+  const WriteSignalGuard guard;
   size_t written = 0;
-  const std::error_code error = writeAll(descriptor_, data, size, written);
-  if (!error) {
+  Status status = writeAll(file_.get(), data, size, &written);
+  guard.takeBack(status.errorNumber());
+  if (status)
     size_ += size;
-  } else if (written > 0) {
+  else if (written > 0)
     // What cannot be cut (a pipe, a device) refuses, and stays as it is.
-    [[maybe_unused]] const int ignored = ::ftruncate(descriptor_, static_cast<off_t>(size_));
-  }
-  return error;
+    static_cast<void>(!::ftruncate(file_.get(), static_cast<off_t>(size_)));
+  return status;
 }
 
-std::error_code LogFile::close() {
-  // Linux frees the descriptor even when close is interrupted: never close twice.
-  const int result = ::close(descriptor_);
-  descriptor_ = -1;
-  return result == 0 || errno == EINTR ? std::error_code() : lastSystemError();
+Status LogFile::close() {
+  // A process forked meanwhile shares the lock, and would keep it.
+  if (isOpen()) ::flock(file_.get(), LOCK_UN);
+  return file_.close();
 }
 
 }  // namespace ryx::profiling

@@ -1,8 +1,16 @@
+// Records are gathered in a chunk, and written when it is large enough, flushed or closed. What can
+// go wrong is of two kinds. A record that is refused (`refuse`) leaves the log as it is, and the
+// next one may go in. A failure to write (`fail`) is for good: a log with a gap in it would look
+// whole. `error` keeps the first of either kind, because later ones tend to be its consequences.
+//
+// The host may fork with a log open. The child has the descriptor and a copy of the gathered chunk,
+// which the parent is going to write; so the child writes nothing, and says so.
+
 #include "ryx/profile_log_writer.h"
 
-#include <algorithm>
+#include <unistd.h>
+
 #include <new>
-#include <system_error>
 
 #include "writer/chunk_builder.h"
 #include "writer/log_file.h"
@@ -12,16 +20,17 @@ namespace ryx::profiling {
 /// The log that is open, and the chunk that is being gathered for it.
 class ProfileLogWriter::OpenLog {
  public:
-  explicit OpenLog(ChunkLimits limits) : limits_(limits) {}
+  OpenLog(ChunkLimits limits, RepeatedTexts repeated) : limits_(limits), builder_(repeated) {}
 
   bool open(const std::string& path) {
     builder_.clear();
     failed_ = false;
+    owner_ = ::getpid();
     error_.clear();
     path_ = path;
     error_.reserve(path_.size() + kMaxErrorText);  // to tell that memory is exhausted takes none
-    const std::error_code error = file_.open(path);
-    return !error || fail("open", error.message());
+    const Status status = file_.open(path);
+    return status.isGood() || fail("open", status.text());
   }
 
   bool setHeader(const HeaderRecord& header) {
@@ -39,9 +48,13 @@ class ProfileLogWriter::OpenLog {
 
   bool close() {
     if (!file_.isOpen()) return !failed_;
+    if (!isOwner()) {
+      file_.abandon();
+      return failAsForked();
+    }
     if (!failed_) static_cast<void>(writeChunk());
-    const std::error_code error = file_.close();
-    if (error) return fail("close", error.message());
+    const Status status = file_.close();
+    if (!status) return fail("close", status.text());
     return !failed_;
   }
 
@@ -66,14 +79,24 @@ class ProfileLogWriter::OpenLog {
 
   bool writeChunk() {
     if (builder_.empty()) return true;
+    if (!isOwner()) return failAsForked();
     try {
       const ArrayView<uint8_t> bytes = builder_.finish();
-      const std::error_code error = file_.append(bytes.data, bytes.size);
+      const Status status = file_.append(bytes.data, bytes.size);
       builder_.clear();
-      return !error || fail("write", error.message());
+      return status.isGood() || fail("write", status.text());
     } catch (const std::bad_alloc&) {
       return loseChunk();
     }
+  }
+
+  /// Asked once a chunk, not once a message: it takes a system call.
+  [[nodiscard]] bool isOwner() const { return ::getpid() == owner_; }
+
+  /// A copy of the chunk came along with fork(); it is the parent's to write.
+  bool failAsForked() {
+    builder_.clear();
+    return fail("write", "another process opened it");
   }
 
   bool loseChunk() {
@@ -109,12 +132,14 @@ class ProfileLogWriter::OpenLog {
   const ChunkLimits limits_;
   ChunkBuilder builder_;
   LogFile file_;
+  pid_t owner_ = 0;  ///< the process that opened the log
   std::string path_;
   std::string error_;
   bool failed_ = false;  ///< nothing can be written any more
 };
 
-ProfileLogWriter::ProfileLogWriter(ChunkLimits limits) : log_(std::make_unique<OpenLog>(limits)) {}
+ProfileLogWriter::ProfileLogWriter(ChunkLimits limits, RepeatedTexts repeated)
+    : log_(std::make_unique<OpenLog>(limits, repeated)) {}
 
 ProfileLogWriter::~ProfileLogWriter() { static_cast<void>(close()); }
 

@@ -13,7 +13,12 @@ namespace {
 bool writeLog(const std::string& path) {
   ryx::profiling::HeaderRecord header;
   header.backendVersion = "consumer-1.2.3";
+  ryx::profiling::EventRecord event;
+  event.identifier = "conv1";
+  event.unit = 1;
+  event.setUint(15);
   ryx::profiling::MessageRecord message;
+  message.events = {&event, 1};
   message.method = ryx::profiling::ProfiledMethod::Execute;
   message.text = "graph";
   message.start = 10;

@@ -1,7 +1,4 @@
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-
+#include "common/program.h"
 #include "log/commands.h"
 
 namespace ryx::profiling {
@@ -11,14 +8,14 @@ std::string counted(uint64_t count, const std::string& noun) {
 }
 
 bool reportError(const std::string& text) {
-  std::fprintf(stderr, "ryx-profile-log: %s\n", text.c_str());
+  tools::printError(text);
   return false;
 }
 
-bool printText(const std::string& text) {
-  const size_t printed = std::fwrite(text.data(), 1, text.size(), stdout);
-  if (printed == text.size() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
-  return reportError(std::string("cannot write standard output: ") + std::strerror(errno));
-}
+bool reportIfFailed(const Status& status) { return tools::reportIfFailed(status); }
+
+bool printText(const std::string& text) { return reportIfFailed(writeText(text)); }
+
+Status writeText(std::string_view text) { return tools::printOutput(text); }
 
 }  // namespace ryx::profiling

@@ -1,7 +1,12 @@
-// A log's summary in two forms: a table for people and a JSON document for scripts.
+// A log's summary in two forms: a table for people and a JSON document for scripts. The table gives
+// way to long names and to the width of a terminal; the document is the same wherever it goes, and
+// says of a damaged log where its damage is. It is counted in one pass, so that a log of any size
+// takes the memory of a chunk.
 
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -10,12 +15,16 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "base/printable_text.h"
+#include "common/input.h"
+#include "common/progress.h"
 #include "log/commands.h"
 #include "log/log_summary.h"
 #include "stream/log_damage.h"
+#include "stream/log_text.h"
 
 namespace ryx::profiling {
 
@@ -23,26 +32,70 @@ namespace {
 
 using Row = std::vector<std::string>;
 
-/// Lines of cells, each column as wide as its widest cell; all but the first are set to the right.
-std::string tableText(const std::vector<Row>& rows) {
+/// How wide texts of a log may get. Where nobody watches they are printed whole, but never make
+/// other lines wider: a long name costs its own bytes only.
+struct Layout {
+  size_t paddedName = 40;  ///< a column of names is padded no further
+  size_t longestName = SIZE_MAX;
+  size_t longestText = SIZE_MAX;
+};
+
+Layout layoutOfOutput() {
+  if (::isatty(STDOUT_FILENO) == 0) return {};
+  winsize window = {};
+  constexpr size_t kUsualColumns = 80;
+  const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
+  const size_t columns = isKnown ? window.ws_col : kUsualColumns;
+  constexpr size_t kMinName = 16;
+  constexpr size_t kTextLines = 4;
+  const size_t name = std::max(kMinName, columns / 2);
+  return {name, name, kTextLines * columns};
+}
+
+bool startsCharacter(char c) { return (static_cast<uint8_t>(c) & 0xC0) != 0x80; }
+
+/// The number of characters of a UTF-8 text.
+size_t widthOf(std::string_view text) {
+  return static_cast<size_t>(std::count_if(text.begin(), text.end(), startsCharacter));
+}
+
+/// The text with what is too much replaced in the middle.
+std::string shortened(const std::string& text, size_t most) {
+  const size_t width = widthOf(text);
+  if (width <= most) return text;
+  const auto offsetOf = [&text](size_t character) {
+    size_t at = 0;
+    while (at < text.size() && (!startsCharacter(text[at]) || character-- > 0)) ++at;
+    return at;
+  };
+  const size_t left = most / 2;
+  return text.substr(0, offsetOf(left)) + "\u2026" +
+         text.substr(offsetOf(width - (most - left - 1)));
+}
+
+/// Lines of cells, the first a name, the others set to the right. Each column is as wide as its
+/// widest cell, but for names that are wider than names are padded.
+std::string tableText(const std::vector<Row>& rows, const Layout& layout) {
   std::vector<size_t> widths;
   for (const Row& row : rows) {
     widths.resize(std::max(widths.size(), row.size()));
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    widths[0] = std::max(widths[0], std::min(widthOf(row[0]), layout.paddedName));
+    for (size_t i = 1; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
   }
   std::string text;
   for (const Row& row : rows) {
-    text += "  ";
-    for (size_t i = 0; i < row.size(); ++i) {
-      const std::string padding(widths[i] - row[i].size(), ' ');
-      text += i == 0 ? row[i] + padding : "  " + padding + row[i];
+    text += "  " + row[0];
+    text.append(widths[0] - std::min(widths[0], widthOf(row[0])), ' ');
+    for (size_t i = 1; i < row.size(); ++i) {
+      text.append(2 + widths[i] - row[i].size(), ' ');
+      text += row[i];
     }
     text += '\n';
   }
   return text;
 }
 
-/// Lines of a name and its value.
+/// Lines of a name of ours and its value.
 std::string fieldsText(const std::vector<Row>& fields) {
   size_t width = 0;
   for (const Row& field : fields) width = std::max(width, field[0].size());
@@ -71,12 +124,12 @@ std::string dateText(uint64_t epochMicroseconds) {
   return {text, size};
 }
 
-std::string headerText(const LogSummary& summary) {
+std::string headerText(const LogSummary& summary, const Layout& layout) {
   if (!summary.header) return "Header: none\n";
   const HeaderSummary& header = *summary.header;
   std::vector<Row> fields;
   const auto addText = [&](const char* name, const std::optional<std::string>& value) {
-    if (value) fields.push_back({name, log::printable(*value)});
+    if (value) fields.push_back({name, shortened(printable(*value), layout.longestText)});
   };
   addText("backend version", header.backendVersion);
   addText("info label", header.infoLabel);
@@ -90,44 +143,47 @@ std::string headerText(const LogSummary& summary) {
   return fields.empty() ? "Header: empty\n" : "Header\n" + fieldsText(fields);
 }
 
-std::string messagesText(const LogSummary& summary) {
+std::string messagesText(const LogSummary& summary, const Layout& layout) {
   if (summary.messageCounts.empty()) return {};
   std::vector<Row> rows = {{"method", "level", "messages"}};
   for (const auto& [kind, count] : summary.messageCounts)
     rows.push_back({methodText(kind.first), std::to_string(kind.second), number(count)});
-  return "Messages\n" + tableText(rows);
+  return "Messages\n" + tableText(rows, layout);
 }
 
 bool hasOtherGraphs(const LogSummary& summary) {
   return summary.otherGraphs.executions > 0 || summary.otherGraphs.events > 0;
 }
 
-std::string graphsText(const LogSummary& summary) {
+std::string graphsText(const LogSummary& summary, const Layout& layout) {
   if (summary.graphs.empty() && !hasOtherGraphs(summary)) return {};
   std::vector<Row> rows = {{"graph", "executions", "events"}};
   for (const GraphSummary& graph : summary.graphs)
-    rows.push_back({log::printable(graph.name), number(graph.executions), number(graph.events)});
+    rows.push_back({shortened(printable(graph.name), layout.longestName), number(graph.executions),
+                    number(graph.events)});
   if (hasOtherGraphs(summary))
     rows.push_back({"(all others)", number(summary.otherGraphs.executions),
                     number(summary.otherGraphs.events)});
-  return "Graphs\n" + tableText(rows);
+  return "Graphs\n" + tableText(rows, layout);
 }
 
-std::string summaryText(const std::string& logPath, const LogSummary& summary) {
-  std::vector<Row> fields = {{"chunks", number(summary.chunks)},
-                             {"messages", number(summary.messages)},
-                             {"events", number(summary.events)},
-                             {"bytes", number(summary.bytes)}};
-  if (summary.chunks > 0)
-    fields.push_back({"largest chunk", number(summary.largestChunkBytes) + " bytes (chunk " +
-                                           number(summary.largestChunkNumber) + " at byte " +
-                                           number(summary.largestChunkOffset) + ")"});
+std::string summaryText(const std::string& name, const LogSummary& summary) {
+  if (summary.chunks == 0) return printable(name) + ": " + kEmptyLogText + "\n";
+  const Layout layout = layoutOfOutput();
+  std::vector<Row> fields = {
+      {"chunks", number(summary.chunks)},
+      {"messages", number(summary.messages)},
+      {"events", number(summary.events)},
+      {"bytes", number(summary.bytes)},
+      {"largest chunk", number(summary.largestChunkBytes) + " bytes (chunk " +
+                            number(summary.largestChunkNumber) + " at byte " +
+                            number(summary.largestChunkOffset) + ")"}};
   if (summary.firstTime)
     fields.push_back({"time span", number(*summary.lastTime - *summary.firstTime) + " us (" +
                                        number(*summary.firstTime) + " to " +
                                        number(*summary.lastTime) + ")"});
-  return log::printable(logPath) + "\n" + fieldsText(fields) + headerText(summary) +
-         messagesText(summary) + graphsText(summary);
+  return printable(name) + "\n" + fieldsText(fields) + headerText(summary, layout) +
+         messagesText(summary, layout) + graphsText(summary, layout);
 }
 
 /// The JSON document of a summary.
@@ -163,7 +219,7 @@ class SummaryJson {
       writer_.Null();
       return;
     }
-    const std::string text = log::validUtf8(*value);
+    const std::string text = validUtf8(*value);
     writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
   }
 
@@ -173,6 +229,7 @@ class SummaryJson {
       writer_.Null();
       return;
     }
+    // As a double it would have digits that the log's 32 bits do not say.
     const std::string text = number(*value);
     writer_.RawValue(text.data(), text.size(), rapidjson::kNumberType);
   }
@@ -257,16 +314,26 @@ class SummaryJson {
 
 }  // namespace
 
-bool printInfo(const std::string& logPath, bool asJson) {
+Status printInfo(const std::string& operand, bool asJson) {
+  const auto input = tools::InputPath::of(operand);
+  if (!input) return input.status();
+  const std::string name = tools::inputName(operand);
   CheckedLog log;
-  if (!log.open(logPath)) return reportError("cannot read " + logPath + ": " + log.damage()->text);
+  if (!log.open(input->path()))
+    return Status::failure("cannot read " + name + ": " + log.damage()->text);
+  const tools::Progress progress("summing up", tools::bytesOf({operand}));
   SummaryBuilder builder;
   while (const LogChunk* chunk = log.next()) builder.add(log, *chunk);
-  const std::string text = asJson ? SummaryJson().print(builder.summary(), log.damage())
-                                  : summaryText(logPath, builder.summary());
-  if (!printText(text)) return false;
-  return !log.damage() ||
-         reportError(logPath + ": " + describe(*log.damage()) + "; summed up until there");
+  const LogSummary& summary = builder.summary();
+  const auto& damage = log.damage();
+  Status printed;
+  if (asJson)
+    printed = writeText(SummaryJson().print(summary, damage));
+  else if (!damage || summary.chunks > 0)  // else there is nothing to sum up but the damage
+    printed = writeText(summaryText(name, summary));
+  if (!printed || !damage) return printed;
+  return Status::failure(name + ": " + describe(*damage) +
+                         (summary.chunks > 0 ? "; summed up until there" : ""));
 }
 
 }  // namespace ryx::profiling

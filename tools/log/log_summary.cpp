@@ -1,6 +1,12 @@
+// One pass over chunks that are overwritten after it, so whatever is kept is copied. Memory is
+// bounded by giving up on names: a log can have a graph of its own for each message, and those that
+// come after the first 4 MiB of names are counted together.
+
 #include "log/log_summary.h"
 
 #include <algorithm>
+
+#include "stream/log_text.h"
 
 namespace ryx::profiling {
 
@@ -20,7 +26,7 @@ uint64_t countEvents(const EventVector* events) {
 
 std::optional<std::string> copied(const flatbuffers::String* text) {
   if (text == nullptr) return std::nullopt;
-  return std::string(readersText(*text));
+  return std::string(logText(text));
 }
 
 HeaderSummary summarize(const LogHeader& header) {
@@ -62,16 +68,6 @@ bool isExecution(MethodType method) {
 
 uint64_t countEvents(const Message& message) { return countEvents(message.events()); }
 
-std::string_view readersText(const flatbuffers::String& text) {
-  const std::string_view whole = text.string_view();
-  return whole.substr(0, whole.find('\0'));
-}
-
-std::string methodText(int8_t method) {
-  const std::string name = EnumNameMethodType(static_cast<MethodType>(method));
-  return name.empty() ? std::to_string(method) : name;
-}
-
 void SummaryBuilder::add(const CheckedLog& log, const LogChunk& chunk) {
   summary_.bytes = log.end();
   summary_.chunks = log.chunkCount();
@@ -96,7 +92,7 @@ void SummaryBuilder::add(const Message& message) {
     summary_.lastTime = std::max(summary_.lastTime.value_or(*time), *time);
   }
   if (message.text() == nullptr || !namesGraph(method)) return;
-  GraphSummary& graph = graphOf(readersText(*message.text()));
+  GraphSummary& graph = graphOf(logText(message.text()));
   graph.events += events;
   if (isExecution(method)) ++graph.executions;
 }

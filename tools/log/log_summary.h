@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/keyed_hash.h"
 #include "profile_log_generated.h"
 #include "stream/log_damage.h"
 
@@ -19,12 +20,6 @@ namespace ryx::profiling {
 
 /// The events of the message at every depth.
 [[nodiscard]] uint64_t countEvents(const Message& message);
-
-/// A text as readers see it, up to its first NUL; points into the chunk.
-[[nodiscard]] std::string_view readersText(const flatbuffers::String& text);
-
-/// The method's name, or its number where it has none.
-[[nodiscard]] std::string methodText(int8_t method);
 
 struct HeaderSummary {
   std::optional<float> timeScale;
@@ -74,7 +69,7 @@ class SummaryBuilder {
   [[nodiscard]] GraphSummary& graphOf(std::string_view name);
 
   LogSummary summary_;
-  std::unordered_map<std::string, size_t> graphPositions_;
+  std::unordered_map<std::string, size_t, KeyedHash> graphPositions_;
   size_t graphNameBytes_ = 0;
 };
 

@@ -8,9 +8,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 
-#include "viewer/descriptors.h"
+#include "base/descriptor.h"
 
 // Newer than the headers of Debian 12.
 #ifndef LANDLOCK_ACCESS_FS_TRUNCATE
@@ -37,45 +36,49 @@ uint64_t refusableAccess() {
   return access;
 }
 
-[[noreturn]] void throwSystemError(const std::string& what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-void allow(const Descriptor& ruleset, const std::string& path, uint64_t access) {
+Status allow(const Descriptor& ruleset, const std::string& path, uint64_t access) {
   const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
-  if (!file.isOpen()) return;
+  if (!file.isOpen()) return {};
   landlock_path_beneath_attr rule = {};
   rule.allowed_access = access & refusableAccess();
   rule.parent_fd = file.get();
-  if (syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0)
-    throwSystemError(path);
+  const long result =
+      syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
+  // Pipes and the like are in no folder: there is no rule for them, and need not be.
+  return result == 0 || errno == EBADFD ? Status() : Status::system().of(path);
+}
+
+Status allowAll(const Descriptor& ruleset, const Permissions& permissions) {
+  Status status =
+      allow(ruleset, permissions.folder, kRead | kWrite | kCreate | LANDLOCK_ACCESS_FS_READ_DIR);
+  if (status && !permissions.writableFile.empty())
+    status = allow(ruleset, permissions.writableFile, kRead | kWrite);
+#ifdef RYX_SANITIZED
+  // For the leak check at exit.
+  if (status) status = allow(ruleset, "/proc", kRead | LANDLOCK_ACCESS_FS_READ_DIR);
+#endif
+  for (const std::string& path : permissions.readable) {
+    struct stat present = {};
+    const bool isFile = stat(path.c_str(), &present) == 0 && !S_ISDIR(present.st_mode);
+    if (status && isFile) status = allow(ruleset, path, kRead);
+  }
+  return status;
 }
 
 }  // namespace
 
 bool canConfine() { return sandboxVersion() >= 1; }
 
-void confine(const Permissions& permissions) {
+Status confine(const Permissions& permissions) {
   landlock_ruleset_attr attributes = {};
   attributes.handled_access_fs = refusableAccess();
   const Descriptor ruleset(
       static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0)));
-  if (!ruleset.isOpen()) throwSystemError("cannot confine the process");
-
-  allow(ruleset, permissions.folder, kRead | kWrite | kCreate | LANDLOCK_ACCESS_FS_READ_DIR);
-  if (!permissions.writableFile.empty()) allow(ruleset, permissions.writableFile, kRead | kWrite);
-#ifdef RYX_SANITIZED
-  allow(ruleset, "/proc", kRead | LANDLOCK_ACCESS_FS_READ_DIR);  // for the leak check at exit
-#endif
-  for (const std::string& path : permissions.readable) {
-    struct stat status = {};
-    const bool isFile = stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
-    if (isFile) allow(ruleset, path, kRead);
-  }
-
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-      syscall(SYS_landlock_restrict_self, ruleset.get(), 0) != 0)
-    throwSystemError("cannot confine the process");
+  Status status = ruleset.isOpen() ? allowAll(ruleset, permissions) : Status::system();
+  if (status && (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+                 syscall(SYS_landlock_restrict_self, ruleset.get(), 0) != 0))
+    status = Status::system();
+  return status.of("cannot confine the process");
 }
 
 }  // namespace ryx::viewer

@@ -2,13 +2,16 @@
 //
 // A log names the files that its payloads go to, and a hostile one names anything. The kernel's own
 // sandbox (Landlock) holds the process to one folder, whatever the names say and wherever symbolic
-// links lead. What is open already stays open.
+// links lead. What is open already stays open, and what is not in any folder (pipes, files in
+// memory) can be opened again.
 
 #ifndef RYX_VIEWER_CONFINEMENT_H
 #define RYX_VIEWER_CONFINEMENT_H
 
 #include <string>
 #include <vector>
+
+#include "base/status.h"
 
 namespace ryx::viewer {
 
@@ -22,9 +25,9 @@ struct Permissions {
   std::vector<std::string> readable;  ///< files to read
 };
 
-/// Confines this process to `permissions`. There is no way back. Throws std::system_error, and the
-/// process is then not confined.
-void confine(const Permissions& permissions);
+/// Confines this process to `permissions`. There is no way back. On failure the process is not
+/// confined.
+[[nodiscard]] Status confine(const Permissions& permissions);
 
 }  // namespace ryx::viewer
 

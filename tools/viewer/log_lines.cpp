@@ -1,21 +1,38 @@
+// Kinds are told apart by the format, not by the text: a log can put a different name into each
+// line, but it cannot choose formats, so the table of kinds stays small. Errors are counted whether
+// they are shown or not, because they decide whether a report is kept and with what status the
+// process ends.
+
 #include "viewer/log_lines.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
 #include <cstdio>
+#include <map>
+#include <mutex>
 #include <new>
 #include <string_view>
+#include <utility>
 
-#include "base/printable_text.h"
+#include "common/program.h"
 #include "ryx/logging.h"
 
 namespace ryx::viewer {
 namespace {
 
-std::atomic<uint32_t> g_shownLevel{log::RYX_LOG_LEVEL_ERROR};
-std::atomic<uint64_t> g_errorLines{0};
+constexpr uint64_t kPrintedOfAKind = 5;
+
+struct State {
+  std::mutex mutex;  // plug-ins may log from threads of their own
+  uint32_t shownLevel = log::RYX_LOG_LEVEL_ERROR;
+  std::map<std::string, std::string> names;  // by path
+  ErrorLines errors;
+  std::map<std::string, uint64_t, std::less<>> kinds;  // shown lines, by format
+};
+
+State& state() {
+  static State instance;
+  return instance;
+}
 
 const char* levelLabel(uint32_t level) {
   switch (level) {
@@ -28,51 +45,75 @@ const char* levelLabel(uint32_t level) {
   return "";
 }
 
-/// Formats into `line` after its first `used` characters; answers the length that would be needed.
-size_t formatAfter(char* line, size_t size, size_t used, const char* format, va_list arguments) {
+std::string formatted(const char* format, va_list arguments) {
   va_list copy;
   va_copy(copy, arguments);
-  const int length = vsnprintf(line + used, size - used, format, copy);
+  const int length = vsnprintf(nullptr, 0, format, copy);
   va_end(copy);
-  return used + static_cast<size_t>(std::max(length, 0));
+  std::string text(static_cast<size_t>(std::max(length, 0)), '\0');
+  if (length > 0) vsnprintf(text.data(), text.size() + 1, format, arguments);
+  return text;
 }
 
-/// One write per line, so that lines of several threads or processes do not mix. Lines name files
-/// that a log named, so a terminal gets them escaped.
-void printLine(std::string_view line) {
-  std::string shown = isatty(STDERR_FILENO) ? log::printable(line) : std::string(line);
-  shown += '\n';
-  fwrite(shown.data(), 1, shown.size(), stderr);
+/// Puts the user's names in. Whether the line is about one of the paths.
+bool replacePaths(std::string& text, const std::map<std::string, std::string>& names) {
+  bool isNamed = false;
+  for (const auto& [path, name] : names) {
+    isNamed = isNamed || text.find("[" + path + "]") != std::string::npos;
+    if (path == name) continue;
+    for (size_t at = 0; (at = text.find(path, at)) != std::string::npos; at += name.size())
+      text.replace(at, path.size(), name);
+  }
+  return isNamed;
+}
+
+/// Whether one more line of this format is printed.
+bool countKind(State& lines, const char* format) {
+  if (lines.shownLevel >= log::RYX_LOG_LEVEL_VERBOSE) return true;
+  const auto kind = lines.kinds.find(std::string_view(format));
+  return ++(kind != lines.kinds.end() ? kind->second : lines.kinds[format]) <= kPrintedOfAKind;
+}
+
+void handle(const char* format, uint32_t level, uint64_t timestamp, va_list arguments) {
+  State& lines = state();
+  const std::lock_guard<std::mutex> lock(lines.mutex);
+  const bool isError = level == log::RYX_LOG_LEVEL_ERROR;
+  if (isError) ++lines.errors.all;
+  const bool isPrinted = level <= lines.shownLevel && countKind(lines, format);
+  if (!isPrinted && !isError) return;
+  std::string text = formatted(format, arguments);
+  if (replacePaths(text, lines.names) && isError) ++lines.errors.named;
+  if (!isPrinted) return;
+  char prefix[64];
+  snprintf(prefix, sizeof prefix, "%8.1fms [%-7s] ", static_cast<double>(timestamp) / 1e6,
+           levelLabel(level));
+  tools::printErrorLine(prefix + text);
 }
 
 }  // namespace
 
-void complain(const std::string& text) { printLine("ryx-profile-viewer: " + text); }
+void showLogLines(uint32_t level) { state().shownLevel = level; }
 
-void complain(const std::string& file, const std::string& text) { complain(file + ": " + text); }
-
-void showLogLines(uint32_t level) { g_shownLevel = level; }
+void nameInLogLines(const std::string& path, const std::string& name) {
+  if (!path.empty()) state().names[path] = name;
+}
 
 void handleLogLine(const char* format, uint32_t level, uint64_t timestamp, va_list arguments) {
-  if (level == log::RYX_LOG_LEVEL_ERROR) ++g_errorLines;
-  if (level > g_shownLevel) return;
-
-  char line[1024];
-  const auto used =
-      static_cast<size_t>(snprintf(line, sizeof line, "%8.1fms [%-7s] ",
-                                   static_cast<double>(timestamp) / 1e6, levelLabel(level)));
-  const size_t needed = formatAfter(line, sizeof line, used, format, arguments);
   try {
-    if (needed < sizeof line) return printLine({line, needed});
-    std::string longLine(line, used);
-    longLine.resize(needed + 1);
-    formatAfter(longLine.data(), longLine.size(), used, format, arguments);
-    printLine({longLine.data(), needed});
+    handle(format, level, timestamp, arguments);
   } catch (const std::bad_alloc&) {
-    fputs("ryx-profile-viewer: out of memory\n", stderr);
+    tools::printOutOfMemory();
   }
 }
 
-uint64_t errorLineCount() { return g_errorLines; }
+ErrorLines errorLines() { return state().errors; }
+
+void summarizeLogLines(const std::string& log) {
+  const auto kinds = std::exchange(state().kinds, {});
+  for (const auto& [format, count] : kinds)
+    if (count > kPrintedOfAKind)
+      tools::printError(log + ": " + std::to_string(count - kPrintedOfAKind) +
+                        " more lines like: " + format);
+}
 
 }  // namespace ryx::viewer

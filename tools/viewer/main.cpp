@@ -1,138 +1,141 @@
 // ryx-profile-viewer: drives a reader plug-in over profiling logs.
+//
+// A plug-in says little about how it went, and may be anybody's: it returns true for a report that
+// a full disk cut short, and it may throw. So success is pieced together from what it returns, the
+// ERROR lines that it logs meanwhile, and whether standard output could be flushed. A log that
+// fails does not keep those after it from being reported; its report is taken back, and the exit
+// status remembers it.
 
-#include <csignal>
-#include <cstdint>
-#include <cstdio>
 #include <exception>
 #include <new>
-#include <optional>
 #include <string>
 #include <variant>
 
+#include "base/status.h"
+#include "common/program.h"
+#include "common/progress.h"
+#include "common/version_text.h"
 #include "viewer/confinement.h"
-#include "viewer/damage.h"
-#include "viewer/descriptors.h"
+#include "viewer/decompressed_log.h"
+#include "viewer/log_input.h"
 #include "viewer/log_lines.h"
-#include "viewer/memory_limit.h"
 #include "viewer/options.h"
 #include "viewer/payload_folder.h"
 #include "viewer/plugin.h"
 #include "viewer/report_output.h"
+#include "viewer/standard_output.h"
 
 namespace ryx::viewer {
 namespace {
 
-enum ExitStatus { kExitGood = 0, kExitFailed = 1, kExitUsage = 2 };
+using namespace tools;
 
-constexpr char kBasePlugin[] = "libRyxProfilingReader.so";
-constexpr char kGpuPlugin[] = "libRyxGpuProfilingReader.so";
-
-bool readLog(profiling::ProfileLogReader& reader, const Options& options, const std::string& log,
-             const ReportOutput& output) {
-  const auto redirection = output.redirect();
-  if (reader.readLogFile(options.saveObjects)) return true;
-  complain(log, "could not be read to its end" + explainDamage(log));
-  return false;
+Status readLog(profiling::ProfileLogReader& reader, const LogInput& log, bool saveObjects,
+               const ReportOutput& output) {
+  ScopedStandardOutput redirected;
+  if (Status status = output.redirect(redirected); !status) return status;
+  const Progress progress("reading", log.bytes(), [&log] { return log.readPosition(); });
+  return reader.readLogFile(saveObjects) ? Status() : Status::failure(log.explainRefusal());
 }
 
-bool makeReport(profiling::ProfileLogReader& reader, const std::string& log, ReportOutput& output,
-                PayloadFolder& payloads) {
-  if (!output.beginReport()) return false;
-  const PayloadFolder::Visit visit(payloads, output.reportFile());
-  const auto redirection = output.redirect();
-  const uint64_t errorsBefore = errorLineCount();
-  if (!reader.generateOutput(output.readerPath())) {
-    complain(log, "no report could be written to " + output.name());
-    return false;
-  }
+Status makeReport(profiling::ProfileLogReader& reader, const LogInput& log, ReportOutput& output,
+                  PayloadFolder& payloads) {
+  if (Status status = output.beginReport(); !status) return status;
+  ScopedWorkingDirectory workingDirectory;
+  if (Status status = payloads.enter(workingDirectory, output.reportFile()); !status)
+    return status.of(log.name());
+  ScopedStandardOutput redirected;
+  if (Status status = output.redirect(redirected); !status) return status;
+
+  const ErrorLines before = errorLines();
+  if (!reader.generateOutput(output.readerPath()))
+    return Status::failure(log.name() + ": no report could be written to " + output.name());
   // A reader that does not flush learns nothing of a full or closed standard output.
-  const bool flushed = flushStandardOutput();
-  if (flushed && errorLineCount() == errorsBefore) return true;
-  complain(log, "the report or a payload could not be written in full");
-  return false;
+  const bool isFlushed = flushStandardOutput();
+  const ErrorLines after = errorLines();
+  if (after.named == before.named && (isFlushed || !output.readerPath().empty()))
+    output.keepReport();
+  if (isFlushed && after.all == before.all) return {};
+  return Status::failure(log.name() + ": the report or a payload could not be written in full");
 }
 
-bool processLog(const Plugin& plugin, const Options& options, const std::string& log,
-                ReportOutput& output, PayloadFolder& payloads) {
+Status reportLog(const Plugin& plugin, const Options& options, const LogInput& log,
+                 ReportOutput& output, PayloadFolder& payloads) {
+  const ReaderPointer reader = plugin.makeReader(log.path(), options.level);
+  if (!reader) return Status::failure(log.name() + ": the plug-in has no reader for it");
+  const Status status = readLog(*reader, log, options.saveObjects, output);
+  return status ? makeReport(*reader, log, output, payloads) : status;
+}
+
+/// Whether all went well; says what did not.
+bool processLog(const Plugin& plugin, const Options& options, const std::string& operand,
+                ReportOutput& output, PayloadFolder& payloads, DecompressedLog& decompressed) {
+  const std::string name = inputName(operand);
   try {
-    const ReaderPointer reader = plugin.makeReader(log, options.level);
-    if (!reader) {
-      complain(log, "the plug-in has no reader for it");
-      return false;
-    }
-    return readLog(*reader, options, log, output) && makeReport(*reader, log, output, payloads);
+    const Result<LogInput> log = LogInput::open(operand, decompressed);
+    if (!log) return reportIfFailed(log.status());
+    if (log->path() != name) nameInLogLines(log->path(), name);
+    if (log->isEmpty()) printError(name + ": empty: no chunks");
+    return reportIfFailed(reportLog(plugin, options, *log, output, payloads));
   } catch (const std::bad_alloc&) {
-    complain(log, "out of memory");
+    printOutOfMemory(name.c_str());
   } catch (const std::exception& error) {
-    complain(log, error.what());
+    printError(name + ": " + error.what());
+  } catch (...) {
+    printError(name + ": the plug-in failed without saying why");
   }
   return false;
 }
 
-std::optional<Plugin> loadPlugin(const Options& options, std::string& error) {
-  if (!options.pluginPath.empty()) return Plugin::load(options.pluginPath, error);
-  return Plugin::find(options.format == Format::Json ? kGpuPlugin : kBasePlugin, error);
+Result<Plugin> loadPlugin(const Options& options) {
+  if (!options.pluginPath.empty()) return Plugin::load(options.pluginPath);
+  return Plugin::find(options.format == Format::Json ? kGpuPlugin : kBasePlugin);
+}
+
+bool processLogs(const Plugin& plugin, const Options& options) {
+  ReportOutput output(options);
+  if (!reportIfFailed(output.open())) return false;
+  DecompressedLog decompressed;
+  // Before the process is confined; whether there are compressed logs shows later.
+  if (options.saveObjects && !options.unconfined) (void)decompressed.make();
+  PayloadFolder payloads(options, decompressed.path());
+  bool isGood = true;
+  for (const std::string& log : options.logs) {
+    isGood = processLog(plugin, options, log, output, payloads, decompressed) && isGood;
+    isGood = reportIfFailed(output.endLog()) && isGood;
+    summarizeLogLines(inputName(log));
+  }
+  return reportIfFailed(output.finish()) && isGood;
 }
 
 ExitStatus run(const Options& options) {
   if (options.saveObjects && !options.unconfined && !canConfine()) {
-    complain(
+    printError(
         "--save-objects: this kernel cannot confine the process to the folder (no Landlock); "
         "--unconfined saves payloads wherever the log says");
     return kExitFailed;
   }
-  std::string error;
-  const std::optional<Plugin> plugin = loadPlugin(options, error);
-  if (!plugin) {
-    complain(error);
-    return kExitFailed;
-  }
+  const Result<Plugin> plugin = loadPlugin(options);
+  if (!reportIfFailed(plugin.status())) return kExitFailed;
   // Lines of level ERROR are counted even when none are shown.
   showLogLines(options.shownLogLevel);
   plugin->startLogging(handleLogLine, options.shownLogLevel == 0 ? 1 : options.shownLogLevel);
-
-  limitMemory();
-  ReportOutput output(options);
-  PayloadFolder payloads(options);
-  bool good = true;
-  for (const std::string& log : options.logs) {
-    good = processLog(*plugin, options, log, output, payloads) && good;
-    good = output.endLog() && good;
-  }
-  good = output.finish() && good;
+  const bool isGood = processLogs(*plugin, options);
   plugin->stopLogging();
-  return good ? kExitGood : kExitFailed;
+  return isGood ? kExitGood : kExitFailed;
 }
 
-ExitStatus act(const Options& options) { return run(options); }
-
-ExitStatus act(const Answer& answer) {
-  std::fwrite(answer.text.data(), 1, answer.text.size(), stdout);
-  if (flushStandardOutput()) return kExitGood;
-  complain("standard output: could not be written");
-  return kExitFailed;
-}
-
-ExitStatus act(const UsageError& error) {
-  complain(error.text);
-  complain("see ryx-profile-viewer --help");
-  return kExitUsage;
+ExitStatus runCommandLine(int argc, char** argv) {
+  const auto request = parseOptions(argc, argv);
+  if (const auto* answer = std::get_if<Answer>(&request)) return finish(*answer);
+  if (const auto* error = std::get_if<UsageError>(&request)) return finish(*error);
+  return run(std::get<Options>(request));
 }
 
 }  // namespace
 }  // namespace ryx::viewer
 
 int main(int argc, char** argv) {
-  using namespace ryx::viewer;
-  if (!fillStandardDescriptors()) return kExitFailed;
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write like any other
-  try {
-    const auto request = parseOptions(argc, argv);
-    return std::visit([](const auto& chosen) { return act(chosen); }, request);
-  } catch (const std::bad_alloc&) {
-    std::fputs("ryx-profile-viewer: out of memory\n", stderr);
-  } catch (const std::exception& error) {
-    complain(error.what());
-  }
-  return kExitFailed;
+  using namespace ryx;
+  return tools::runProgram(viewer::kProgramName, argc, argv, viewer::runCommandLine);
 }

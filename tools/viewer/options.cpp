@@ -1,43 +1,53 @@
-#include "viewer/options.h"
+// Two steps: CLI11 stores what was given, and `interpret` makes sense of it together, because what
+// one option means can depend on another (the format on the extension, what becomes of a file on
+// the format). Wrong usage is refused before a plug-in is loaded or a file is touched.
 
-#include <sys/stat.h>
+#include "viewer/options.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
-#include <memory>
-#include <stdexcept>
-#include <utility>
+#include <cctype>
+#include <filesystem>
+#include <string>
+#include <string_view>
 
+#include "base/file.h"
+#include "base/status.h"
+#include "common/input.h"
 #include "ryx/logging.h"
 
 namespace ryx::viewer {
 namespace {
 
-const std::map<std::string, Format> kFormats = {
-    {"text", Format::Text}, {"csv", Format::Csv}, {"json", Format::Json}};
+namespace fs = std::filesystem;
 
-const std::map<std::string, uint32_t> kLogLevels = {{"off", 0},
-                                                    {"error", log::RYX_LOG_LEVEL_ERROR},
-                                                    {"warn", log::RYX_LOG_LEVEL_WARN},
-                                                    {"info", log::RYX_LOG_LEVEL_INFO},
-                                                    {"verbose", log::RYX_LOG_LEVEL_VERBOSE},
-                                                    {"debug", log::RYX_LOG_LEVEL_DEBUG}};
+// In the order of the enumerations.
+const tools::Names kFormats = {"text", "csv", "json"};
+const tools::Names kExtensions = {".txt", ".csv", ".json"};
+const tools::Names kLogLevels = {"off", "error", "warn", "info", "verbose", "debug"};
+
+/// Where `name` stands in `names`; their number where it does not.
+size_t indexOf(const std::string& name, const tools::Names& names) {
+  return static_cast<size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+}
 
 constexpr char kExamples[] =
+    "Exit status: 0 on success, 1 on failure, 2 on wrong usage.\n\n"
     "Examples:\n"
     "  ryx-profile-viewer run.log\n"
     "      the text report on standard output\n"
     "  ryx-profile-viewer -o runs.csv monday.log tuesday.log\n"
     "      both text reports, and the reports of both runs in runs.csv\n"
-    "  ryx-profile-viewer -f json -o - run.log | jq .execute\n"
+    "  zcat run.log.gz | ryx-profile-viewer -f json - | jq .execute\n"
     "      the JSON report into a pipe, the summary on standard error";
 
 /// The option values as given, before they are made sense of together.
 struct RawOptions {
   std::string format;
   std::string outputPath;
-  int level = 127;
+  bool append = false;
+  bool force = false;
+  int8_t level = 127;
   std::string payloadFolder;
   bool unconfined = false;
   std::string pluginPath;
@@ -46,178 +56,149 @@ struct RawOptions {
 };
 
 void addOptions(CLI::App& app, RawOptions& raw) {
-  app.add_option("LOG", raw.logs, "Profiling logs, read and reported in turn")
+  app.add_option("LOG", raw.logs, "Profiling logs, read and reported in turn; - is standard input")
       ->required()
       ->option_text("...");
 
   app.add_option("-f,--format", raw.format,
-                 "Report as text, csv or json; default: by the\n"
-                 "extension of PATH (.csv, .json), else text")
-      ->check(CLI::IsMember(kFormats))
+                 "Report as text, csv or json; default: by the extension of PATH, else text")
+      ->check(tools::oneOf("format", kFormats))
       ->option_text("FORMAT")
       ->group("Report");
   app.add_option("-o,--output", raw.outputPath,
-                 "Write the report to PATH; - is standard output,\n"
-                 "with the summary on standard error")
+                 "Write the report to PATH (.txt, .csv or .json); - is standard output, with the "
+                 "summary on standard error, and the default of csv and json")
       ->option_text("PATH")
       ->group("Report");
+  CLI::Option* append = app.add_flag("--append", raw.append,
+                                     "A CSV report is meant to be appended to what is in PATH")
+                            ->group("Report");
+  app.add_flag("--force", raw.force, "Start PATH anew, a CSV file too")
+      ->excludes(append)
+      ->group("Report");
   app.add_flag("--save-objects{.}", raw.payloadFolder,
-               "Save object payloads to files in DIR, and\n"
-               "nowhere else; default: the current folder")
+               "Save object payloads to files in DIR, and nowhere else; default: the current "
+               "folder")
       ->option_text("[=DIR]")
       ->group("Report");
   app.add_flag("--unconfined", raw.unconfined,
-               "Save object payloads wherever the log says.\n"
-               "Only for logs that you trust")
+               "Save object payloads wherever the log says. Only for logs that you trust")
       ->needs("--save-objects")
       ->group("Report");
 
-  app.add_option("-l,--level", raw.level,
-                 "Leave out messages of level N and above,\n-128..127; default 127")
-      ->check(CLI::Range(-128, 127))
-      ->option_text("N")
+  tools::addNumber<int8_t>(app, "-l,--level", "N",
+                           "Leave out messages of level N and above, -128..127; default 127",
+                           [&raw](int8_t level) { raw.level = level; })
       ->group("Reading");
-  app.add_option("--plugin", raw.pluginPath,
-                 "Load this reader plug-in instead of the\nformat's own")
+  app.add_option("--plugin", raw.pluginPath, "Load this reader plug-in instead of the format's own")
       ->option_text("PATH")
       ->group("Reading");
 
   app.add_option("--log-level", raw.logLevel,
-                 "Show log lines on standard error: off, error,\n"
-                 "warn, info, verbose or debug; default error")
-      ->check(CLI::IsMember(kLogLevels))
+                 "Show log lines on standard error: off, error, warn, info, verbose or debug; "
+                 "default error")
+      ->check(tools::oneOf("level", kLogLevels))
       ->option_text("LEVEL")
       ->group("Information");
-  app.set_version_flag("-V,--version", "ryx-profile-viewer " RYX_PROFILE_VERSION,
-                       "Print the version")
-      ->group("Information");
-  app.set_help_flag("-h,--help", "Print this help")->group("Information");
 }
 
-/// The parser's help, with the long names in a column of their own and single blank lines.
-class HelpFormatter : public CLI::Formatter {
- public:
-  HelpFormatter() { column_width(29); }
-
-  std::string make_help(const CLI::App* app, std::string name,
-                        CLI::AppFormatMode mode) const override {
-    std::string help = CLI::Formatter::make_help(app, std::move(name), mode);
-    for (size_t at; (at = help.find("\n\n\n")) != std::string::npos;) help.erase(at, 1);
-    return help;
-  }
-
-  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
-    if (isPositional) return CLI::Formatter::make_option_name(option, isPositional);
-    const auto& shortNames = option->get_snames();
-    return (shortNames.empty() ? "    " : "-" + shortNames.front() + ", ") + "--" +
-           option->get_lnames().front();
-  }
-
-  /// An optional value stands right behind the name, as it has to be given.
-  std::string make_option_opts(const CLI::Option* option) const override {
-    const std::string& text = option->get_option_text();
-    return text.empty() || text.front() == '[' ? text : " " + text;
-  }
-};
-
-/// The parser takes a positional like "[a,b]" for a list of two. A NUL at its end, which no
-/// argument can have of its own, keeps the name whole.
-std::string shielded(std::string argument) {
-  if (!argument.empty() && argument.front() == '[') argument += '\0';
-  return argument;
+std::string listOfFormats() {
+  std::string list;
+  for (size_t i = 0; i < kFormats.size(); ++i)
+    list += (i == 0 ? "" : ", ") + kFormats[i] + " (" + kExtensions[i] + ")";
+  return list;
 }
 
-void unshield(std::string& argument) {
-  if (!argument.empty() && argument.back() == '\0') argument.pop_back();
+/// The extension of a path that has one and may be a file's; else empty.
+std::string extensionOf(const std::string& path) {
+  if (isWrittenInPlace(path)) return {};
+  std::string extension = fs::path(path).extension().string();
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extension;
 }
 
-/// Throws when an option comes as "--name=": the parser would take the next argument, perhaps a
-/// log, for the option's value.
-void refuseEmptyValues(const std::vector<std::string>& arguments) {
-  for (const std::string& argument : arguments) {
-    if (argument == "--") return;
-    if (argument.rfind("--", 0) == 0 && argument.back() == '=')
-      throw std::invalid_argument(argument.substr(0, argument.size() - 1) + ": empty value");
-  }
+Result<Format> chooseFormat(const RawOptions& raw) {
+  const size_t given = raw.format.empty() ? 0 : indexOf(raw.format, kFormats);
+  const std::string extension = extensionOf(raw.outputPath);
+  if (extension.empty()) return static_cast<Format>(given);
+  const size_t known = indexOf(extension, kExtensions);
+  if (known == kExtensions.size())
+    return Status::failure(raw.outputPath + ": unknown extension '" + extension +
+                           "'; the formats are " + listOfFormats());
+  if (!raw.format.empty() && known != given)
+    return Status::failure(raw.outputPath + ": the extension contradicts --format " + raw.format +
+                           "; the formats are " + listOfFormats());
+  return static_cast<Format>(known);
 }
 
-void parseRaw(CLI::App& app, RawOptions& raw, int argc, const char* const* argv) {
-  std::vector<std::string> arguments;
-  for (int i = 1; i < argc; ++i) arguments.push_back(shielded(argv[i]));
-  refuseEmptyValues(arguments);
-  std::reverse(arguments.begin(), arguments.end());  // the order that the parser wants
-  app.parse(std::move(arguments));
-
-  if (app.count("--output") > 0 && raw.outputPath.empty())
-    throw std::invalid_argument("--output: empty path");
-  if (app.count("--plugin") > 0 && raw.pluginPath.empty())
-    throw std::invalid_argument("--plugin: empty path");
-  unshield(raw.outputPath);
-  unshield(raw.payloadFolder);
-  unshield(raw.pluginPath);
-  for (std::string& log : raw.logs) unshield(log);
+/// What is wrong with values that are good each on its own.
+Status check(const Options& options) {
+  if (options.existing == Existing::Append && options.format != Format::Csv)
+    return Status::failure("--append: only a csv report can be appended");
+  if (Status status = tools::checkInputs(options.logs); !status) return status;
+  for (const std::string& log : options.logs)
+    if (isSameFile(options.outputPath, log == tools::kStandardStream ? "/dev/stdin" : log))
+      return Status::failure(tools::inputName(log) +
+                             " is also the output and would be overwritten");
+  return {};
 }
 
-bool endsWith(const std::string& text, const std::string& ending) {
-  return text.size() >= ending.size() &&
-         text.compare(text.size() - ending.size(), ending.size(), ending) == 0;
-}
-
-Format chooseFormat(const RawOptions& raw) {
-  if (!raw.format.empty()) return kFormats.at(raw.format);
-  if (endsWith(raw.outputPath, ".csv")) return Format::Csv;
-  if (endsWith(raw.outputPath, ".json")) return Format::Json;
-  return Format::Text;
-}
-
-bool isSameFile(const std::string& one, const std::string& other) {
-  struct stat a = {};
-  struct stat b = {};
-  return stat(one.c_str(), &a) == 0 && stat(other.c_str(), &b) == 0 && S_ISREG(a.st_mode) &&
-         a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-Options interpret(const RawOptions& raw) {
+Result<Options> interpret(const RawOptions& raw) {
+  const Result<Format> format = chooseFormat(raw);
+  if (!format) return format.status();
   Options options;
-  options.format = chooseFormat(raw);
+  options.format = *format;
   options.outputPath = raw.outputPath;
-  options.level = static_cast<int8_t>(raw.level);
+  if (options.outputPath.empty() && options.format != Format::Text)
+    options.outputPath = tools::kStandardStream;
+  if (raw.append) options.existing = Existing::Append;
+  if (raw.force) options.existing = Existing::Replace;
+  options.level = raw.level;
   options.saveObjects = !raw.payloadFolder.empty();
-  if (options.saveObjects) options.payloadFolder = raw.payloadFolder;
+  options.payloadFolder = raw.payloadFolder;
   options.unconfined = raw.unconfined;
   options.pluginPath = raw.pluginPath;
-  options.shownLogLevel = kLogLevels.at(raw.logLevel);
+  options.shownLogLevel = static_cast<uint32_t>(indexOf(raw.logLevel, kLogLevels));
   options.logs = raw.logs;
-
-  if (options.format == Format::Json && options.outputPath.empty())
-    throw std::invalid_argument("the json format needs --output");
-  if (options.outputPath == kStandardOutputPath) return options;
-  for (const std::string& log : options.logs)
-    if (isSameFile(options.outputPath, log))
-      throw std::invalid_argument(log + ": is also the output and would be overwritten");
+  if (Status status = check(options); !status) return status;
   return options;
+}
+
+/// "--save-objects payloads run.log" makes a log of what was meant for the folder. Returns the
+/// argument after a bare --save-objects if it cannot be a log.
+std::string misplacedFolder(int argc, const char* const* argv) {
+  const char* const* const end = argv + argc;
+  const auto isBare = [](std::string_view argument) { return argument == "--save-objects"; };
+  const char* const* const option = std::find_if(argv, end, isBare);
+  if (option == end || option + 1 == end || option[1][0] == '-') return {};
+  std::error_code ignored;
+  const fs::file_status status = fs::status(option[1], ignored);
+  return fs::is_directory(status) || !fs::exists(status) ? option[1] : std::string();
 }
 
 }  // namespace
 
 std::variant<Options, Answer, UsageError> parseOptions(int argc, const char* const* argv) {
-  CLI::App app("Reports what profiling logs of GPU inference runs hold.\n", "ryx-profile-viewer");
-  app.formatter(std::make_shared<HelpFormatter>());
+  CLI::App app("Reports what profiling logs of GPU inference runs hold.", kProgramName);
   app.footer(kExamples);
   RawOptions raw;
   addOptions(app, raw);
-  try {
-    parseRaw(app, raw, argc, argv);
-    return interpret(raw);
-  } catch (const CLI::CallForHelp&) {
-    return Answer{app.help()};
-  } catch (const CLI::CallForVersion& version) {
-    return Answer{std::string(version.what()) + "\n"};
-  } catch (const CLI::Error& error) {
-    return UsageError{error.what()};
-  } catch (const std::invalid_argument& error) {
-    return UsageError{error.what()};
-  }
+  const auto refusal = [](const std::string& text) {
+    return UsageError{text, kProgramName + std::string(" --help")};
+  };
+  const auto outcome = tools::parseCommandLine(app, argc, argv);
+  if (const auto* answer = std::get_if<Answer>(&outcome)) return *answer;
+  // Before whatever else is wrong, which may only follow from this.
+  const std::string folder = misplacedFolder(argc, argv);
+  if (!folder.empty())
+    return refusal("'" + folder + "' is not a log; did you mean --save-objects=" + folder + "?");
+  if (const auto* error = std::get_if<UsageError>(&outcome)) return *error;
+  for (const char* name : {"--output", "--plugin"})
+    if (app.count(name) > 0 && app.get_option(name)->as<std::string>().empty())
+      return refusal(name + std::string(": empty path"));
+  const Result<Options> options = interpret(raw);
+  if (!options) return refusal(options.status().text());
+  return *options;
 }
 
 }  // namespace ryx::viewer

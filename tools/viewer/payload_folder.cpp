@@ -1,58 +1,59 @@
+// Readers save a payload under the name that the log gives it, relative to the working folder. So
+// the working folder is changed while a report is made, and only then: paths of later logs are
+// relative to the folder that the user is in.
+//
+// The order matters. The folder has to exist before the process is confined to it, and everything
+// that is read later (the logs, the time zone) has to be permitted or read before, because there is
+// no way back.
+
 #include "viewer/payload_folder.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "common/input.h"
 #include "viewer/confinement.h"
 
 namespace ryx::viewer {
-namespace {
 
-[[noreturn]] void throwSystemError(const std::string& what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-/// A file that the process may write once confined has to exist by then.
-void createIfMissing(const std::string& path) {
-  struct stat status = {};
-  if (path.empty() || stat(path.c_str(), &status) == 0) return;
-  // Where this fails, so will the reader, which then says so.
-  const Descriptor created(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
-}
-
-}  // namespace
-
-PayloadFolder::Visit::Visit(PayloadFolder& folder, const std::string& reportFile) {
-  if (!folder.options_.saveObjects) return;
-  const std::string& path = folder.options_.payloadFolder;
-  std::error_code error;
-  std::filesystem::create_directories(path, error);
-  if (error) throw std::system_error(error, path);
-  folder.confineOnce(reportFile);
-  Descriptor original(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!original.isOpen()) throwSystemError("the current folder");
-  if (chdir(path.c_str()) != 0) throwSystemError(path);
-  original_ = std::move(original);
-}
-
-PayloadFolder::Visit::~Visit() {
-  // A folder that was just left can be entered again; should it not, later logs are not found.
+ScopedWorkingDirectory::~ScopedWorkingDirectory() {
+  // Should this fail, later logs are not found by their relative paths, and are reported as
+  // missing.
   if (original_.isOpen()) (void)!fchdir(original_.get());
 }
 
-void PayloadFolder::confineOnce(const std::string& reportFile) {
-  if (confined_ || options_.unconfined) return;
-  tzset();  // reads the time zone, which reports need, while it can be read
-  createIfMissing(reportFile);
-  confine({options_.payloadFolder, reportFile, options_.logs});
-  confined_ = true;
+Status ScopedWorkingDirectory::enter(const std::string& path) {
+  Result<Descriptor> original = openFile(".", O_PATH | O_DIRECTORY);
+  if (!original) return original.status().of("the current folder");
+  if (chdir(path.c_str()) != 0) return Status::system().of(path);
+  original_ = std::move(*original);
+  return {};
+}
+
+Status PayloadFolder::enter(ScopedWorkingDirectory& scope, const std::string& reportFile) {
+  if (!options_.saveObjects) return {};
+  std::error_code error;
+  std::filesystem::create_directories(options_.payloadFolder, error);
+  if (error) return Status::system(error.value()).of(options_.payloadFolder);
+  if (Status status = confineOnce(reportFile); !status) return status;
+  return scope.enter(options_.payloadFolder);
+}
+
+Status PayloadFolder::confineOnce(const std::string& reportFile) {
+  if (isConfined_ || options_.unconfined) return {};
+  tzset();  // its file cannot be read once the process is confined, and reports have dates
+  Permissions permissions{options_.payloadFolder, reportFile, {}};
+  if (!readable_.empty()) permissions.readable.push_back(readable_);
+  for (const std::string& log : options_.logs)
+    permissions.readable.push_back(log == tools::kStandardStream ? "/dev/stdin" : log);
+  Status status = confine(permissions);
+  isConfined_ = status.isGood();
+  return status;
 }
 
 }  // namespace ryx::viewer

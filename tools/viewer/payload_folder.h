@@ -4,39 +4,50 @@
 #define RYX_VIEWER_PAYLOAD_FOLDER_H
 
 #include <string>
+#include <utility>
 
-#include "viewer/descriptors.h"
+#include "base/descriptor.h"
+#include "base/status.h"
 #include "viewer/options.h"
 
 namespace ryx::viewer {
 
-/// Readers save payloads in the working folder, so the working folder is what reports are made in.
-class PayloadFolder {
+/// Has another folder as the working folder for as long as it lives.
+class ScopedWorkingDirectory {
  public:
-  /// Does nothing yet: the folder is made when the first report is due.
-  explicit PayloadFolder(const Options& options) : options_(options) {}
+  ScopedWorkingDirectory() = default;
+  ScopedWorkingDirectory(const ScopedWorkingDirectory&) = delete;
+  ScopedWorkingDirectory& operator=(const ScopedWorkingDirectory&) = delete;
+  ~ScopedWorkingDirectory();
 
-  /// While it lives, the payload folder is the working folder; afterwards, the folder that the
-  /// command line's paths start from is it again. The first visit confines the process.
-  class Visit {
-   public:
-    /// `reportFile` is what else may be written, an absolute path or empty. Does nothing when no
-    /// payloads are saved. Throws std::system_error when the folder cannot be made or entered, or
-    /// the process cannot be confined to it.
-    Visit(PayloadFolder& folder, const std::string& reportFile);
-    Visit(const Visit&) = delete;
-    Visit& operator=(const Visit&) = delete;
-    ~Visit();
-
-   private:
-    Descriptor original_;
-  };
+  /// To be called once. On failure the working folder stays what it is.
+  [[nodiscard]] Status enter(const std::string& path);
 
  private:
-  void confineOnce(const std::string& reportFile);
+  Descriptor original_;
+};
+
+/// Readers save payloads to names relative to the working folder: it has to be the payload folder
+/// while a report is made.
+class PayloadFolder {
+ public:
+  /// Does nothing yet: the folder is made when the first report is due. `readable` is one more file
+  /// that may be read then, or empty.
+  PayloadFolder(const Options& options, std::string readable)
+      : options_(options), readable_(std::move(readable)) {}
+
+  /// Makes the payload folder the working folder for as long as `scope` lives; does nothing when no
+  /// payloads are saved. The first call confines the process to the folder and to `reportFile`, an
+  /// absolute path or empty. Fails when the folder cannot be made or entered, or the process cannot
+  /// be confined.
+  [[nodiscard]] Status enter(ScopedWorkingDirectory& scope, const std::string& reportFile);
+
+ private:
+  [[nodiscard]] Status confineOnce(const std::string& reportFile);
 
   const Options& options_;
-  bool confined_ = false;
+  const std::string readable_;
+  bool isConfined_ = false;
 };
 
 }  // namespace ryx::viewer

@@ -1,29 +1,16 @@
+// Libraries are never unloaded: readers, their destructors and the callbacks of their threads are
+// code of the library, and none of them can be known to be done. A library that is found and cannot
+// be loaded ends the search with its reason; going on would load another build than the one that
+// was installed, and say nothing.
+
 #include "viewer/plugin.h"
 
 #include <dlfcn.h>
-#include <sys/stat.h>
 
-#include <cerrno>
-#include <filesystem>
-#include <system_error>
-#include <vector>
+#include "common/version_text.h"
 
 namespace ryx::viewer {
 namespace {
-
-/// Anything but a plain "not there" is left to the loader, which says what is wrong.
-bool isAbsent(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
-}
-
-std::vector<std::string> placesOf(const std::string& fileName) {
-  std::error_code error;
-  const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return {};
-  const std::filesystem::path folder = executable.parent_path();
-  return {folder / fileName, folder.parent_path() / "lib" / fileName};
-}
 
 template <typename Function>
 bool lookUp(void* library, const char* name, Function& function) {
@@ -33,35 +20,35 @@ bool lookUp(void* library, const char* name, Function& function) {
 
 }  // namespace
 
-std::optional<Plugin> Plugin::find(const std::string& fileName, std::string& error) {
+Result<Plugin> Plugin::find(const std::string& fileName) {
   std::string tried;
-  for (const std::string& place : placesOf(fileName)) {
-    if (!isAbsent(place)) return open(place, error);
+  for (const std::string& place : tools::pluginPlaces(fileName)) {
+    if (!tools::isAbsent(place)) return open(place);
     tried += place + ", ";
   }
-  std::optional<Plugin> plugin = open(fileName, error);
-  if (!plugin) error += " (tried " + tried + "the loader's search)";
-  return plugin;
+  Result<Plugin> plugin = open(fileName);
+  if (plugin) return plugin;
+  return Status::failure(plugin.status().text() + " (tried " + tried + "the loader's search)");
 }
 
-std::optional<Plugin> Plugin::load(const std::string& path, std::string& error) {
+Result<Plugin> Plugin::load(const std::string& path) {
   // A bare name would start the loader's search.
-  return open(path.find('/') == std::string::npos ? "./" + path : path, error);
+  return open(path.find('/') == std::string::npos ? "./" + path : path);
 }
 
-std::optional<Plugin> Plugin::open(const std::string& path, std::string& error) {
+Result<Plugin> Plugin::open(const std::string& path) {
   void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    error = path + ": plug-in not loaded: " + dlerror();
-    return std::nullopt;
+    const std::string reason = dlerror();
+    const bool isNamed = reason.rfind(path + ": ", 0) == 0;
+    return Status::failure("plug-in not loaded: " + (isNamed ? reason : path + ": " + reason));
   }
   Plugin plugin;
-  const char* required = "createReader";
-  if (!lookUp(library, required, plugin.createReader_) ||
-      !lookUp(library, required = "deleteReader", plugin.deleteReader_)) {
-    error = path + ": not a reader plug-in: it lacks " + required;
-    return std::nullopt;
-  }
+  const char* missing = nullptr;
+  if (!lookUp(library, "createReader", plugin.createReader_)) missing = "createReader";
+  if (!lookUp(library, "deleteReader", plugin.deleteReader_)) missing = "deleteReader";
+  if (missing != nullptr)
+    return Status::failure(path + ": not a reader plug-in: it lacks " + missing);
   lookUp(library, "initializeLogging", plugin.initializeLogging_);
   lookUp(library, "terminateLogging", plugin.terminateLogging_);
   return plugin;

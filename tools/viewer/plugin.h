@@ -5,9 +5,9 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
+#include "base/status.h"
 #include "ryx/logging.h"
 #include "ryx/profile_log_reader.h"
 
@@ -21,11 +21,11 @@ class Plugin {
  public:
   /// Loads the plug-in called `fileName`: the one beside the executable, else the one in ../lib
   /// from there, else what the loader finds. The first that exists is taken; one that exists and
-  /// cannot be loaded is not passed over. When nothing is returned, `error` says why.
-  [[nodiscard]] static std::optional<Plugin> find(const std::string& fileName, std::string& error);
+  /// cannot be loaded is not passed over.
+  [[nodiscard]] static Result<Plugin> find(const std::string& fileName);
 
   /// Loads the plug-in at `path`, without any search.
-  [[nodiscard]] static std::optional<Plugin> load(const std::string& path, std::string& error);
+  [[nodiscard]] static Result<Plugin> load(const std::string& path);
 
   /// Passes the log lines up to `maxLevel` to `callback`; without effect in a plug-in that does not
   /// log.
@@ -37,7 +37,7 @@ class Plugin {
 
  private:
   Plugin() = default;
-  static std::optional<Plugin> open(const std::string& path, std::string& error);
+  static Result<Plugin> open(const std::string& path);
 
   decltype(&profiling::createReader) createReader_ = nullptr;
   decltype(&profiling::deleteReader) deleteReader_ = nullptr;

@@ -1,92 +1,90 @@
+// A reader's text goes three ways: straight through where nothing is to be done with it, or into a
+// file in memory, and from there to the report's file or to a terminal. In a report file every
+// report is whole, so text goes there only when its report has been kept.
+
 #include "viewer/report_output.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
+#include <utility>
 
+#include "common/input.h"
 #include "viewer/log_lines.h"
 
 namespace ryx::viewer {
 namespace {
 
-constexpr char kStandardOutputName[] = "standard output";
-
-/// Says on standard error why the last system call on `name` failed.
-bool refuse(const std::string& name) {
-  complain(name, std::strerror(errno));
-  return false;
+bool isStandardOutput(const std::string& path) {
+  return path.empty() || path == tools::kStandardStream;
 }
 
-bool empty(const Descriptor& memory) {
-  return ftruncate(memory.get(), 0) == 0 && lseek(memory.get(), 0, SEEK_SET) == 0;
+Status empty(const Descriptor& memory) {
+  const bool isDone = ftruncate(memory.get(), 0) == 0 && lseek(memory.get(), 0, SEEK_SET) == 0;
+  return isDone ? Status() : Status::system();
 }
 
 }  // namespace
 
-ReportOutput::Route ReportOutput::chooseRoute(const Options& options) {
-  const bool toStandardOutput =
-      options.outputPath.empty() || options.outputPath == kStandardOutputPath;
-  if (options.format == Format::Text) return toStandardOutput ? Route::Reader : Route::TextToFile;
-  return options.outputPath == kStandardOutputPath ? Route::DocumentToStandardOutput
-                                                   : Route::Reader;
-}
-
 ReportOutput::ReportOutput(const Options& options)
-    : route_(chooseRoute(options)), name_(options.outputPath) {
-  if (name_.empty() || name_ == kStandardOutputPath) name_ = kStandardOutputName;
-  if (route_ == Route::TextToFile || isatty(textTarget())) text_ = openMemoryFile("text");
-  if (route_ == Route::DocumentToStandardOutput) {
-    document_ = openMemoryFile("report");
-    readerPath_ = pathOf(document_);
-  } else if (options.format != Format::Text && !options.outputPath.empty()) {
-    // Absolute only where the working folder changes: messages name what the user named.
-    readerPath_ = options.saveObjects ? std::filesystem::absolute(options.outputPath).string()
-                                      : options.outputPath;
-  }
+    : isTextForFile_(options.format == Format::Text && !isStandardOutput(options.outputPath)),
+      name_(isStandardOutput(options.outputPath) ? kStandardOutputName : options.outputPath),
+      file_(makeReportFile(options)),
+      isTextForErrors_(options.format != Format::Text && isStandardOutput(options.outputPath)) {}
+
+Status ReportOutput::open() {
+  if (Status status = file_->open(); !status) return status;
+  nameInLogLines(readerPath().empty() ? kStandardOutputName : readerPath(), name_);
+  if (!isTextForFile_ && isatty(textTarget()) == 0) return {};
+  Result<Descriptor> text = openMemoryFile("text");
+  if (!text) return text.status();
+  text_ = std::move(*text);
+  return {};
 }
 
-std::string ReportOutput::reportFile() const {
-  return route_ == Route::Reader ? readerPath_ : std::string();
+std::string ReportOutput::readerPath() const {
+  return isTextForFile_ ? std::string() : file_->readerPath();
 }
 
 /// Where a reader's text goes, but for that of a report to a file.
-int ReportOutput::textTarget() const {
-  return route_ == Route::DocumentToStandardOutput ? STDERR_FILENO : STDOUT_FILENO;
+int ReportOutput::textTarget() const { return isTextForErrors_ ? STDERR_FILENO : STDOUT_FILENO; }
+
+Status ReportOutput::redirect(ScopedStandardOutput& output) const {
+  if (text_.isOpen()) return output.sendTo(text_.get());
+  return textTarget() == STDOUT_FILENO ? Status() : output.sendTo(textTarget());
 }
 
-StandardOutputRedirection ReportOutput::redirect() const {
-  if (text_.isOpen()) return StandardOutputRedirection(text_.get());
-  if (textTarget() != STDOUT_FILENO) return StandardOutputRedirection(textTarget());
-  return StandardOutputRedirection(-1);
+Status ReportOutput::beginReport() {
+  Status status = file_->beginReport();
+  if (status) report_ = Report::Begun;
+  return status;
 }
 
-bool ReportOutput::beginReport() {
-  if (route_ == Route::TextToFile && !file_.isOpen()) {
-    file_ = Descriptor(open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (!file_.isOpen()) return refuse(name_);
+Status ReportOutput::endLog() {
+  const Report report = std::exchange(report_, Report::None);
+  // What a reader prints before its report begins is shown, since it may tell why none was made.
+  // Half a report that was meant for a file is dropped.
+  if (isTextForFile_ && report == Report::Begun && text_.isOpen())
+    if (Status status = empty(text_).of(name_); !status) return status;
+  Status copied = copyText(isTextForFile_ && report == Report::Whole);
+  if (report == Report::None) return copied;
+  const bool isWhole = report == Report::Whole && (copied || !isTextForFile_);
+  const Status ended = file_->endReport(isWhole);
+  return copied ? ended : copied;
+}
+
+Status ReportOutput::copyText(bool toFile) {
+  if (!text_.isOpen()) return {};
+  Descriptor file;
+  if (toFile) {
+    Result<Descriptor> opened = openFile(file_->readerPath(), O_WRONLY | O_APPEND | O_CREAT);
+    if (!opened) return opened.status().of(name_);
+    file = std::move(*opened);
   }
-  reporting_ = true;
-  return true;
-}
-
-bool ReportOutput::endLog() {
-  const bool reported = reporting_;
-  reporting_ = false;
-  if (!text_.isOpen()) return true;
-  // What a reader wrote without getting as far as a report is not lost, but no report either.
-  const bool toFile = route_ == Route::TextToFile && reported;
-  const bool copied = copyFile(text_, toFile ? file_.get() : textTarget()) ||
-                      refuse(toFile ? name_ : kStandardOutputName);
-  return (empty(text_) || refuse(name_)) && copied;
-}
-
-bool ReportOutput::finish() {
-  if (route_ == Route::DocumentToStandardOutput)
-    return copyFile(document_, STDOUT_FILENO) || refuse(name_);
-  return !file_.isOpen() || file_.close() || refuse(name_);
+  Status status = copyFile(text_, toFile ? file.get() : textTarget());
+  if (status) status = toFile ? file.close() : Status();
+  if (!status) return status.of(toFile ? name_ : kStandardOutputName);
+  return empty(text_).of(name_);
 }
 
 }  // namespace ryx::viewer

@@ -1,0 +1,37 @@
+// The options that several commands of ryx-profile-log share, so that they read and mean the same
+// everywhere.
+
+#ifndef RYX_LOG_OPTIONS_H
+#define RYX_LOG_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "stream/message_filter.h"
+
+namespace ryx::profiling {
+
+/// Required operands, called `name` in the help. What is given must outlive `app`'s parsing, here
+/// and below.
+void addOperand(CLI::App& app, const char* name, std::string& path, const char* description);
+void addOperands(CLI::App& app, const char* name, std::vector<std::string>& paths,
+                 const char* description);
+
+/// --output, required.
+void addOutput(CLI::App& app, std::string& path, const char* name);
+
+/// --graph, --method, --level, --from, --to, --messages, --first and --last. Whether they
+/// contradict each other is known when all have been parsed: `requireUsage(checkFilter(filter))`.
+void addFilter(CLI::App& app, MessageFilter& filter);
+
+/// Throws a failure as wrong usage.
+void requireUsage(const Status& status);
+
+/// Refuses an output that is the input, by links or otherwise.
+void requireDifferentFiles(const std::string& input, const std::string& output);
+
+}  // namespace ryx::profiling
+
+#endif
