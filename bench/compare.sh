@@ -110,8 +110,11 @@ small_logs() { # count
   local log=$work/small.log
   for ((i = 0; i < $1; ++i)); do echo "$log"; done
 }
+largest_chunk=$("$bin/ryx-profile-log" info --json "$work/deep.log" |
+  sed -n '/"largest_chunk"/,/}/s/.*"bytes": \([0-9]*\).*/\1/p')
 mkdir "$work/chunks"
 "$bin/ryx-bench-split" "$work/deep.log" "$work/chunks"
+largest_chunk=$(stat -c %s "$work"/chunks/* | sort -n | tail -n 1)
 
 # --- Measuring ------------------------------------------------------------------------------------
 
@@ -157,6 +160,9 @@ measure_once() {
   in_process read-deep ryx-bench-read deep
   in_process read-wide ryx-bench-read wide
   in_process read-many ryx-bench-read many
+  in_process tables ryx-bench-tables deep
+  in_process tables-of-five ryx-bench-tables deep event_id execution identifier unit value
+  whole_process tables-process "$bin/ryx-bench-tables" "$work/deep.log"
   whole_process floor-process "$bin/ryx-bench-floor" "$work/deep.log"
   whole_process text "$viewer" -f text "$work/deep.log"
   whole_process csv "$viewer" -f csv -o "$out/report.csv" "$work/deep.log"
@@ -216,6 +222,11 @@ printf '%-44s %-12s %8s %8s\n' what on ratio bound
 row 'readLogFile, to the floor' 'deep run' 6 "$(least read-deep) / $(least floor)"
 per_event 'wide graph' 1.3 wide
 per_event 'many graphs' 2.2 many
+row 'table of events, all columns, to the floor' 'deep run' 4 "$(least tables) / $(least floor)"
+row 'table of events, five columns, to the floor' 'deep run' 2.5 \
+  "$(least tables-of-five) / $(least floor)"
+row 'peak memory of it, to 3 chunks + 32 MB' 'deep run' 1 \
+  "$(most tables-process-memory) / (3 * $largest_chunk + 32e6)"
 to_floor 'viewer -f text' text 7
 to_floor 'viewer -f csv' csv 14
 to_floor 'viewer -f json' json 30

@@ -1,5 +1,5 @@
-# What `cmake --install` puts in place: the tools, the reader plug-ins, the writer library with its
-# CMake package and pkg-config file, and the public headers.
+# What `cmake --install` puts in place: the tools, the reader plug-ins,
+# the libraries that write logs and read them as tables with their CMake package and pkg-config file, and the public headers.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS ryx-profile-viewer ryx-profile-log RUNTIME)
@@ -19,7 +19,7 @@ target_include_directories(ryx_profile_log_reader INTERFACE
 target_link_libraries(ryx_profile_log_reader INTERFACE ${CMAKE_DL_LIBS})
 
 # The libraries below these come with them: static libraries carry none of what they link.
-install(TARGETS ryx_profile_log_writer ryx_profile_log_reader ryx_stream ryx_base
+install(TARGETS ryx_profile_log_writer ryx_profile_tables ryx_profile_log_reader ryx_stream ryx_base
         EXPORT RyxProfileTargets ARCHIVE)
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/RyxProfile)
 install(EXPORT RyxProfileTargets NAMESPACE ryx:: DESTINATION ${packageDir})

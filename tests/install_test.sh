@@ -22,7 +22,7 @@ fail() {
 
 for file in bin/ryx-profile-viewer bin/ryx-profile-log include/ryx/profile_event.h \
             include/ryx/profile_log_reader.h include/ryx/profile_log_writer.h \
-            include/ryx/message_filter.h; do
+            include/ryx/profile_tables.h include/ryx/message_filter.h; do
   test -e "$prefix/$file" || fail "$file is not installed"
 done
 "$prefix/bin/ryx-profile-log" --version > /dev/null || fail "the installed tool does not run"

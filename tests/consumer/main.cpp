@@ -1,11 +1,14 @@
-// Writes a log with the installed library and reads it back through the installed plug-in.
+// Writes a log with the installed library and reads it back: through the installed plug-in, and as
+// tables.
 // Arguments: the log to write.
 
 #include <dlfcn.h>
 #include <ryx/profile_log_reader.h>
 #include <ryx/profile_log_writer.h>
+#include <ryx/profile_tables.h>
 
 #include <iostream>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -53,9 +56,27 @@ bool readLog(const std::string& path) {
   return false;
 }
 
+/// As in the README.
+bool readTable(const std::string& path) {
+  using namespace ryx::profiling;
+  std::ostringstream rows;
+  Selection selection;
+  selection.add(TableId::Events, {"identifier", "value", "unit"});
+  TableReader reader(selection);
+  if (reader.open(path))
+    while (const Batch* batch = reader.next())
+      for (size_t row = 0; row < batch->rows(); ++row)
+        rows << batch->cell(row, 0).text << ": " << batch->cell(row, 1).real << ' '
+             << batch->cell(row, 2).text << '\n';
+  if (reader.damage()) std::cerr << reader.damage()->line << '\n';
+  if (rows.str() == "conv1: 15 us\n") return true;
+  std::cerr << "the events do not read back: " << rows.str() << '\n';
+  return false;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
-  return writeLog(argv[1]) && readLog(argv[1]) ? 0 : 1;
+  return writeLog(argv[1]) && readLog(argv[1]) && readTable(argv[1]) ? 0 : 1;
 }
