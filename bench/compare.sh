@@ -167,6 +167,11 @@ measure_once() {
   whole_process text "$viewer" -f text "$work/deep.log"
   whole_process csv "$viewer" -f csv -o "$out/report.csv" "$work/deep.log"
   whole_process json "$viewer" -f json -o "$out/report.json" "$work/deep.log"
+  whole_process stats "$bin/ryx-profile-log" stats -f json "$work/deep.log"
+  whole_process stats-wide "$bin/ryx-profile-log" stats -f json "$work/wide.log"
+  whole_process stats-many "$bin/ryx-profile-log" stats -f json "$work/many.log"
+  whole_process stats-many-unprinted "$bin/ryx-profile-log" stats -f json --top 0 "$work/many.log"
+  whole_process stats1 "$bin/ryx-profile-log" stats -f json "$work/deep1.log"
   whole_process flatc flatc --json --raw-binary -o "$out" "$root/src/stream/profile_log.fbs" \
     -- "$work"/chunks/*
   local part
@@ -231,6 +236,16 @@ to_floor 'viewer -f text' text 7
 to_floor 'viewer -f csv' csv 14
 to_floor 'viewer -f json' json 30
 row 'viewer -f json, to flatc --json' 'deep run' 0.25 "$(least json) / $(least flatc)"
+stats_per_event() { # what on bound shape measure
+  row "$1, to that of deep run" "$2" "$3" \
+    "$(least "$5") / ${events[$4]} / ($(least stats) / ${events[deep]})"
+}
+to_floor 'stats -f json' stats 4.5
+stats_per_event 'stats -f json per event' 'wide graph' 1.5 wide stats-wide
+stats_per_event 'stats -f json per event' 'many graphs' 12 many stats-many
+stats_per_event 'the same without events' 'many graphs' 5 many stats-many-unprinted
+memory stats 0.25
+growth 'stats -f json at 8x the executions' 'deep run' 8.5 stats stats1
 memory text 2.8
 memory csv 2.8
 memory json 6

@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# From a bare Debian 12 to the statistics of a recorded log: installs what is missing, builds the
-# tools and shows the text report of the log in samples/.
+# From a bare Debian 12 to where the time of a recorded run went: installs what is missing, builds
+# the tools and shows the log in samples/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
+
+run=samples/text-detection.log
+bin=build/release/bin
 
 # Passes the build's output on into the file `log`; on a terminal, with one line that counts.
 follow_build() {
@@ -29,4 +32,11 @@ build 2>&1 | follow_build >"$log" || {
   cat "$log" >&2
   exit 1
 }
-build/release/bin/ryx-profile-viewer samples/text-detection.log
+
+echo "where the time of $run went:" >&2
+"$bin/ryx-profile-log" stats --top 12 "$run" | sed '/^phases/,$d'
+cat <<END
+To try next:
+    $bin/ryx-profile-log stats --by type $run    # by kind of layer
+    $bin/ryx-profile-viewer $run | less          # every event, as a tree
+END

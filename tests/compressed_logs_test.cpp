@@ -44,7 +44,8 @@ class CompressedLogsTest : public ToolboxTest {
 };
 
 TEST_F(CompressedLogsTest, AreReadLikeTheirContent) {
-  const char* commands[] = {"verify", "info --json", "dump", "cut -o - --last 2", "salvage -o -"};
+  const char* commands[] = {"verify",        "info --json",       "dump",
+                            "stats -f json", "cut -o - --last 2", "salvage -o -"};
   // By its name, and through a pipe, where the output cannot name it.
   const auto outputs = [this](const std::string& command, const std::string& log) {
     const ProcessResult named =

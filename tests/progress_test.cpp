@@ -63,6 +63,7 @@ TEST_F(ProgressTest, ShowsOnATerminalWhileWorkIsLong) {
     const char* command;
     const char* line;
   } cases[] = {{"$tool verify - >out", "verifying 100 kB, "},
+               {"$tool stats - -o out.json", "reading 100 kB, "},
                {"$viewer - >out", "reading 0:01 so far"}};
   for (const auto& test : cases) {
     const std::string shown = onTerminal(slowly + test.command);

@@ -1,3 +1,7 @@
+// The environment's words on colour: NO_COLOR, set to anything but nothing, and CLICOLOR_FORCE, set
+// to anything but nothing and 0, are conventions of many tools. What the command line says stands
+// above both.
+
 #include "common/terminal.h"
 
 #include <sys/ioctl.h>
@@ -26,5 +30,18 @@ std::optional<size_t> terminalColumns(int descriptor) {
 }
 
 bool isTerminalDumb() { return environment("TERM").empty() || environment("TERM") == "dumb"; }
+
+const Names& colorNames() {
+  static const Names kNames = {"auto", "always", "never"};
+  return kNames;
+}
+
+bool isColored(Color color, int descriptor) {
+  if (color != Color::Auto) return color == Color::Always;
+  if (!environment("NO_COLOR").empty()) return false;
+  const std::string_view force = environment("CLICOLOR_FORCE");
+  if (!force.empty() && force != "0") return true;
+  return ::isatty(descriptor) != 0 && !isTerminalDumb();
+}
 
 }  // namespace ryx::tools

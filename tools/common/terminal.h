@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <optional>
 
+#include "common/names.h"
+
 namespace ryx::tools {
 
 /// The width of the terminal in columns; nothing for what is no terminal.
@@ -13,6 +15,14 @@ namespace ryx::tools {
 
 /// Whether TERM names a terminal that can do no more than print one line after the other.
 [[nodiscard]] bool isTerminalDumb();
+
+/// What --color says, by its names.
+enum class Color { Auto, Always, Never };
+[[nodiscard]] const Names& colorNames();
+
+/// Whether output is coloured. `Auto` is by the environment, NO_COLOR before CLICOLOR_FORCE, and
+/// where that says nothing, colours are for terminals.
+[[nodiscard]] bool isColored(Color color, int descriptor);
 
 }  // namespace ryx::tools
 

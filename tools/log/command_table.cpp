@@ -13,6 +13,7 @@
 #include "common/input.h"
 #include "log/commands.h"
 #include "log/options.h"
+#include "log/stats_command.h"
 
 namespace ryx::profiling {
 
@@ -139,6 +140,8 @@ const std::vector<Command>& commandTable() {
      "Example:\n"
      "  ryx-profile-log info --json run.log | jq .graphs\n",
      declareInfo},
+
+    {"stats", "Show where the time went, and how steady it is", kStatsDetails, declareStats},
 
     {"salvage", "Write what is good in a damaged log to a new log",
      "Every chunk that verifies is kept. After a damaged one, salvage goes on at\n"

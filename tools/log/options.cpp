@@ -95,6 +95,38 @@ void addFilter(CLI::App& app, MessageFilter& filter) {
                       [&filter](uint64_t count) { filter.last = count; });
 }
 
+void addWarmUp(CLI::App& app, std::string& text) {
+  app.add_option("--warmup", text,
+                 "Leave out the first N executions of each log, or\n"
+                 "with auto those before its steady state, or none;\n"
+                 "default " +
+                     text)
+      ->option_text("N");
+}
+
+WarmUpRule readWarmUp(const std::string& text) {
+  if (text == "none") return {};
+  if (text == "auto") return {WarmUpRule::Mode::Auto, 0};
+  WarmUpRule rule{WarmUpRule::Mode::Count, 0};
+  if (!readNumber(text, rule.count))
+    throw CLI::ValidationError("--warmup: '" + text + "' is not auto, none or a number");
+  return rule;
+}
+
+void addColor(CLI::App& app, tools::Color& color) {
+  const auto set = [&color](const std::string& name) {
+    const tools::Names& names = tools::colorNames();
+    const auto place = std::find(names.begin(), names.end(), name);
+    color = static_cast<tools::Color>(place - names.begin());
+  };
+  app.add_option_function<std::string>("--color", set,
+                                       "Colour on standard output: auto (the default: on\n"
+                                       "a terminal, as NO_COLOR and CLICOLOR_FORCE say),\n"
+                                       "always or never")
+      ->check(tools::oneOf("color", tools::colorNames()))
+      ->option_text("WHEN");
+}
+
 void requireUsage(const Status& status) {
   if (!status) throw CLI::ValidationError(status.text());
 }

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "analysis/steady_row.h"
 #include "base/status.h"
+#include "common/terminal.h"
 #include "stream/message_filter.h"
 
 namespace ryx::profiling {
@@ -25,6 +27,15 @@ void addOutput(CLI::App& app, std::string& path, const char* name);
 /// --graph, --method, --level, --from, --to, --messages, --first and --last. Whether they
 /// contradict each other is known when all have been parsed: `requireUsage(checkFilter(filter))`.
 void addFilter(CLI::App& app, MessageFilter& filter);
+
+/// --warmup, whose `text` has its default.
+void addWarmUp(CLI::App& app, std::string& text);
+
+/// What it says: none, auto, or a number of executions.
+[[nodiscard]] WarmUpRule readWarmUp(const std::string& text);
+
+/// --color, for what is shown on standard output.
+void addColor(CLI::App& app, tools::Color& color);
 
 /// Throws a failure as wrong usage.
 void requireUsage(const Status& status);

@@ -1,0 +1,34 @@
+// Options whose value is one of a few words.
+
+#ifndef RYX_LOG_CHOICES_H
+#define RYX_LOG_CHOICES_H
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include "common/names.h"
+
+namespace ryx::profiling {
+
+template <typename Choice>
+using NamedChoice = std::pair<const char*, Choice>;
+
+template <typename Choice, size_t N>
+[[nodiscard]] tools::Names namesOf(const NamedChoice<Choice> (&choices)[N]) {
+  tools::Names names;
+  for (const auto& choice : choices) names.emplace_back(choice.first);
+  return names;
+}
+
+/// The choice of that name, which needs to be one of them.
+template <typename Choice, size_t N>
+[[nodiscard]] Choice chosen(const std::string& name, const NamedChoice<Choice> (&choices)[N]) {
+  size_t i = 0;
+  while (choices[i].first != name) ++i;
+  return choices[i].second;
+}
+
+}  // namespace ryx::profiling
+
+#endif
