@@ -172,6 +172,10 @@ measure_once() {
   whole_process stats-many "$bin/ryx-profile-log" stats -f json "$work/many.log"
   whole_process stats-many-unprinted "$bin/ryx-profile-log" stats -f json --top 0 "$work/many.log"
   whole_process stats1 "$bin/ryx-profile-log" stats -f json "$work/deep1.log"
+  whole_process stats-of-both "$bin/ryx-profile-log" stats -f json "$work/deep.log" "$work/deep4.log"
+  # Its verdict, status 1, is no failure.
+  whole_process diff bash -c '"$@" || [ $? -eq 1 ]' - \
+    "$bin/ryx-profile-log" diff "$work/deep.log" "$work/deep4.log"
   whole_process flatc flatc --json --raw-binary -o "$out" "$root/src/stream/profile_log.fbs" \
     -- "$work"/chunks/*
   local part
@@ -246,6 +250,7 @@ stats_per_event 'stats -f json per event' 'many graphs' 12 many stats-many
 stats_per_event 'the same without events' 'many graphs' 5 many stats-many-unprinted
 memory stats 0.25
 growth 'stats -f json at 8x the executions' 'deep run' 8.5 stats stats1
+growth 'diff, to stats of both' 'deep run' 1.5 diff stats-of-both
 memory text 2.8
 memory csv 2.8
 memory json 6

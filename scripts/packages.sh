@@ -4,7 +4,7 @@
 build_packages=(
   g++ cmake ninja-build
   flatbuffers-compiler libflatbuffers-dev rapidjson-dev libcli11-dev libmimalloc-dev
-  libre2-dev libzstd-dev zlib1g-dev
+  libboost-dev libre2-dev libzstd-dev zlib1g-dev
 )
 test_packages=(libgtest-dev binutils pkg-config zstd python3)
 bench_packages=(libbenchmark-dev)

@@ -1,4 +1,4 @@
-// The numbers behind `stats`, against values worked out by hand.
+// The numbers behind `stats` and `diff`, against values worked out by hand.
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "analysis/distribution.h"
+#include "analysis/intervals.h"
 #include "analysis/number.h"
 #include "analysis/outliers.h"
 #include "analysis/samples.h"
@@ -219,6 +220,88 @@ TEST(Outliers, LieBeyondTheFences) {
   EXPECT_FALSE(outliers[1].isSevere);
   EXPECT_TRUE(outliers[2].isSevere);
   EXPECT_TRUE(findOutliers(Samples(), {0, 0}).empty());
+}
+
+TEST(Intervals, StudentQuantiles) {
+  EXPECT_NEAR(12.7062047362, studentQuantile(1), 1e-9);
+  EXPECT_NEAR(2.7764451052, studentQuantile(4), 1e-9);
+  EXPECT_NEAR(2.0095752371, studentQuantile(49), 1e-9);
+  EXPECT_NEAR(1.9599639845, studentQuantile(1e9), 1e-7);
+}
+
+TEST(Intervals, OfAMedianAreOrderStatistics) {
+  const struct {
+    size_t count;
+    double effective;
+    double below, above;  // in ranks, from the median's
+  } cases[] = {
+      {6, 6, 2, 3},
+      {20, 20, 4, 5},
+      {50, 50, 7, 8},
+      {100, 100, 10, 11},
+      // A quarter of the samples counts: of 25 the ranks 8 and 18, times four.
+      {100, 25, 19, 20},
+  };
+  for (const auto& test : cases) {
+    std::vector<double> sorted(test.count);
+    std::iota(sorted.begin(), sorted.end(), 1.0);
+    const auto estimate = estimatePercentile(sorted, 500, test.effective);
+    ASSERT_TRUE(estimate) << test.count;
+    EXPECT_EQ(static_cast<double>(test.count) / 2, estimate->value);
+    EXPECT_EQ(test.below, estimate->below) << test.count;
+    EXPECT_EQ(test.above, estimate->above) << test.count;
+  }
+  const std::vector<double> sorted(100, 7.0);
+  EXPECT_FALSE(estimatePercentile(sorted, 500, 5.9));
+  EXPECT_FALSE(estimatePercentile(sorted, 990, 100));  // p99 has no upper limit in 100 samples
+  EXPECT_TRUE(estimatePercentile(sorted, 900, 100));
+}
+
+TEST(Intervals, OfMeansAndChanges) {
+  const auto mean = estimateMean(100, 10, 25);
+  ASSERT_TRUE(mean);
+  EXPECT_NEAR(2.0638985616 * 2, mean->above, 1e-8);
+  EXPECT_FALSE(estimateMean(100, 10, 1.5));
+
+  const Interval change = changeInterval({100, 3, 6}, {120, 8, 4});
+  EXPECT_DOUBLE_EQ(20 - 10, change.low);  // base above, new below: 6 and 8
+  EXPECT_DOUBLE_EQ(20 + 5, change.high);  // 3 and 4
+
+  // Means 10 and 14, variances of the means 1/3 and 4/3; 2.941 degrees of freedom.
+  const Interval welch = welchInterval({9, 10, 11}, {12, 14, 16});
+  EXPECT_NEAR(4 - 4.1553995032, welch.low, 1e-9);
+  EXPECT_NEAR(4 + 4.1553995032, welch.high, 1e-9);
+  // Variances whose squares leave the doubles, at either end, and variances that do.
+  for (const double scale : {1e-120, 1e120}) {
+    const Interval scaled =
+        welchInterval({9 * scale, 10 * scale, 11 * scale}, {12 * scale, 14 * scale, 16 * scale});
+    EXPECT_NEAR(4 - 4.1553995032, scaled.low / scale, 1e-9);
+  }
+  EXPECT_EQ(-HUGE_VAL, welchInterval({1e300, -1e300}, {1, 2}).low);
+  const Interval flat = welchInterval({5, 5, 5}, {6, 6, 6});
+  EXPECT_EQ(1, flat.low);
+  EXPECT_EQ(1, flat.high);
+}
+
+TEST(Intervals, NeighboursThatAreAlikeCountForLess) {
+  EXPECT_EQ(0, rankAutocorrelation({{5, 5, 5, 5}}));
+  EXPECT_EQ(0, rankAutocorrelation({{1, 9, 2, 8, 3, 7}}));  // would be negative
+  // Ranks 1 to 4: products 0.75 - 0.25 + 0.75 of squares 5.
+  EXPECT_DOUBLE_EQ(0.25, rankAutocorrelation({{1, 10, 100, 1000}}));
+  // The same in two runs: the middle pair, of -0.25, is none.
+  EXPECT_DOUBLE_EQ(0.3, rankAutocorrelation({{1, 10}, {100, 1000}}));
+  std::vector<double> drift(1000);
+  std::iota(drift.begin(), drift.end(), 0.0);
+  EXPECT_EQ(0.95, rankAutocorrelation({drift}));
+  EXPECT_DOUBLE_EQ(100.0 / 3, effectiveCount(100, 0.5));
+}
+
+TEST(Intervals, ProbabilityOfExceedingCountsTiesHalf) {
+  EXPECT_EQ(0.5, probabilityOfExceeding({1, 2, 3}, {1, 2, 3}));
+  EXPECT_EQ(1, probabilityOfExceeding({1, 2}, {3, 4}));
+  EXPECT_EQ(0, probabilityOfExceeding({3, 4}, {1, 2}));
+  // 2 against 1, 2, 2, 3: wins 1, ties 2; 3: wins 3, ties 1.
+  EXPECT_DOUBLE_EQ((2 + 3.5) / 8, probabilityOfExceeding({1, 2, 2, 3}, {2, 3}));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-"""Works out every number of `stats` a second time, plainly, and compares.
+"""Works out every number of `stats` and `diff` a second time, plainly, and compares.
 
 What docs/statistics.md defines is done here on what `dump` prints, by sorting, indexing and exact
 integers, in a program that shares nothing with the tools but the definitions. Logs are generated
@@ -413,6 +413,236 @@ def expected_phase(message):
                        for (path, unit), total in message["values"].totals.items()]}
 
 
+# --- diff -----------------------------------------------------------------------------------------
+
+
+def beta_fraction(a, b, x):
+    """The continued fraction of the incomplete beta function."""
+    tiny = 1e-300
+    c, d = 1.0, 1 / (1 - (a + b) * x / (a + 1) or tiny)
+    h = d
+    for m in range(1, 10000):
+        for numerator in (m * (b - m) * x / ((a + 2 * m - 1) * (a + 2 * m)),
+                          -(a + m) * (a + b + m) * x / ((a + 2 * m) * (a + 2 * m + 1))):
+            d = 1 / (1 + numerator * d or tiny)
+            c = 1 + numerator / c or tiny
+            h *= c * d
+        if abs(c * d - 1) < 1e-16:
+            break
+    return h
+
+
+def incomplete_beta(a, b, x):
+    front = math.exp(math.lgamma(a + b) - math.lgamma(a) - math.lgamma(b) + a * math.log(x) +
+                     b * math.log1p(-x))
+    if x < (a + 1) / (a + b + 2):
+        return front * beta_fraction(a, b, x) / a
+    return 1 - front * beta_fraction(b, a, 1 - x) / b
+
+
+def student(degrees):
+    low, high = 0.0, 1e6
+    for _ in range(200):
+        t = (low + high) / 2
+        if incomplete_beta(degrees / 2, 0.5, degrees / (degrees + t * t)) > 0.05:
+            low = t
+        else:
+            high = t
+    return low
+
+
+def lowest_rank(n, p):
+    below, r = 0.0, 0
+    for k in range(n):
+        below += math.exp(math.lgamma(n + 1) - math.lgamma(k + 1) - math.lgamma(n - k + 1) +
+                          k * math.log(p) + (n - k) * math.log1p(-p))
+        if below > 0.025:
+            break
+        r = k + 1
+    return r
+
+
+def effective_count(runs):
+    ordered = sorted(value for run in runs for value in run)
+    places = {}
+    for i, value in enumerate(ordered):
+        places.setdefault(value, []).append(i + 1)
+    middle = (len(ordered) + 1) / 2
+    distances = [[sum(places[v]) / len(places[v]) - middle for v in run] for run in runs]
+    squares = sum(d * d for run in distances for d in run)
+    products = sum(a * b for run in distances for a, b in zip(run, run[1:]))
+    rho = min(0.95, max(0.0, products / squares)) if squares else 0.0
+    return len(ordered) * (1 - rho) / (1 + rho)
+
+
+def limits(runs, metric, value):
+    """How far the truth may lie below and above."""
+    ordered = sorted(v for run in runs for v in run)
+    effective = effective_count(runs)
+    if metric == "mean":
+        if effective < 2:
+            return None
+        deviation = Distribution(ordered).stddev
+        reach = student(effective - 1) * deviation / math.sqrt(effective)
+        return reach, reach
+    n, p = int(effective), int(metric[1:]) / 100
+    low, high = lowest_rank(n, p), lowest_rank(n, 1 - p)
+    if low == 0 or high == 0:
+        return None
+    share = len(ordered) / n
+    return (max(0.0, value - ordered[int((low - 0.5) * share)]),
+            max(0.0, ordered[-1 - int((high - 0.5) * share)] - value))
+
+
+def welch(base, new):
+    a, b = Distribution(base), Distribution(new)
+    va, vb = a.stddev * a.stddev / a.count, b.stddev * b.stddev / b.count
+    change = b.mean - a.mean
+    if va + vb == 0:
+        return change, change
+    if not math.isfinite(change) or not math.isfinite(va + vb):
+        return -math.inf, math.inf
+    a_share, b_share = va / (va + vb), vb / (va + vb)
+    degrees = 1 / (a_share ** 2 / (a.count - 1) + b_share ** 2 / (b.count - 1))
+    reach = student(degrees) * math.sqrt(va + vb)
+    return change - reach, change + reach
+
+
+def entries_of(logs):
+    """By row, and in it by path and unit, a list of samples for each log that has some."""
+    rows = {}
+    for log in logs:
+        own = {}
+        for (graph, method), row in log.rows.items():
+            entry = own.setdefault((graph, method, None), {((), "us"): []})
+            for message in row:
+                for path in message["values"].totals:
+                    entry.setdefault(path, [])
+            add_samples(entry, log.steady((graph, method), "auto")[0])
+        for message in log.phases:
+            entry = own.setdefault((message.get("text"), None, message.get("method_type")),
+                                   {((), "us"): []})
+            for path in message["values"].totals:
+                entry.setdefault(path, [])
+            add_samples(entry, [message])
+        for key, entry in own.items():
+            side = rows.setdefault(key, {})
+            for path, samples in entry.items():
+                side.setdefault(path, [])
+                if samples:
+                    side[path].append(samples)
+    return rows
+
+
+def add_samples(entry, messages):
+    for message in messages:
+        if duration_of(message) is not None:
+            entry[((), "us")].append(duration_of(message))
+        for path in message["values"].selves:
+            entry[path].append(message["values"].totals[path])
+
+
+def metric_of(samples, metric):
+    return getattr(Distribution(samples), metric) if samples else None
+
+
+def runs_of(runs, metric):
+    return [v for v in (metric_of(run, metric) for run in runs) if v is not None]
+
+
+def side_value(runs, metric, by_run):
+    if not by_run:
+        return metric_of([v for run in runs for v in run], metric)
+    values = runs_of(runs, metric)
+    if not values or all(v == values[0] for v in values):
+        return values[0] if values else None
+    total = values[0]
+    for value in values[1:]:
+        total = plus(total, value)
+    return float(total) / len(values)
+
+
+def expected_comparison(base_logs, new_logs, metric):
+    by_run = len(base_logs) >= 3 and len(new_logs) >= 3
+    base_rows, new_rows = entries_of(base_logs), entries_of(new_logs)
+    result = {}
+    asked = metric
+    for key in list(base_rows) + [key for key in new_rows if key not in base_rows]:
+        base, new = base_rows.get(key, {}), new_rows.get(key, {})
+        metric = "p50" if asked == "p99" and key[1] is None else asked
+        whole = side_value(base.get(((), "us"), []), metric, by_run)
+        for path in list(base) + [path for path in new if path not in base]:
+            one_side = ("added" if path not in base else "removed" if path not in new else None)
+            row = compare(base.get(path, []), new.get(path, []), key, path, metric, by_run,
+                          whole or 0, one_side)
+            result[key + path] = row
+    return result
+
+
+def compare(base, new, key, path, metric, by_run, whole, one_side):
+    names, unit = path
+    is_bytes, is_time = unit == "bytes", unit in ("us", "cycles")
+    row = {"base": side_value(base, metric, by_run), "new": side_value(new, metric, by_run),
+           "change": None, "change_percent": None, "ci_percent": None, "probability": None,
+           "samples": [sum(map(len, base)), sum(map(len, new))], "metric": metric,
+           "gates": one_side != "added" and (not names or is_bytes), "verdict": one_side}
+    if one_side:
+        return row
+    if row["base"] is None or row["new"] is None:
+        alone = row["base"] is not None or row["new"] is not None
+        row["verdict"] = ("not comparable" if alone else
+                          "inconclusive" if min(row["samples"]) > 0 else "same")
+        return row
+    change = row["change"] = minus(row["new"], row["base"])
+    percent = row["change_percent"] = (float(change) / float(row["base"]) * 100
+                                       if row["base"] > 0 else None)
+    threshold = 10 if names and not by_run and not is_bytes else 5
+    verdict = "worse" if change > 0 else "better"
+    row["verdict"] = "same"
+    if change == 0:
+        return row
+    if not is_time:
+        small = not is_bytes or (percent is not None and abs(percent) < threshold)
+        row["verdict"] = "changed" if small else verdict
+        return row
+    if by_run:
+        values = sorted(runs_of(base, metric))
+        if len(values) >= 2 and rank(values, 500) > 0:
+            threshold = max(threshold, float(values[-1] - values[0]) / rank(values, 500) * 100)
+    if percent is not None and abs(percent) < threshold:
+        return row
+    if abs(change) < max(5, 0.001 * whole if unit == "us" else 0):
+        return row
+    if not key[1] and not by_run and row["samples"] == [1, 1]:
+        row["verdict"] = verdict
+        return row
+    interval, likely, enough = None, None, True
+    if by_run:
+        values = [list(map(float, runs_of(side, metric))) for side in (base, new)]
+        enough = min(map(len, values)) >= 2
+        if enough:
+            interval = welch(*values)
+    else:
+        enough = min(row["samples"]) >= 6
+        below = limits(base, metric, row["base"])
+        above = limits(new, metric, row["new"])
+        if below and above:
+            interval = (change - math.hypot(below[1], above[0]),
+                        change + math.hypot(below[0], above[1]))
+        pooled = [[v for run in side for v in run] for side in (base, new)]
+        wins = sum((a < b) + (a == b) / 2 for a in pooled[0] for b in pooled[1])
+        likely = row["probability"] = wins / (len(pooled[0]) * len(pooled[1]))
+    noise = 1
+    if interval and percent is not None:
+        interval = row["ci_percent"] = [limit / float(row["base"]) * 100 for limit in interval]
+    elif interval:
+        noise = 0
+    sure = enough and interval and (interval[0] > noise if change > 0 else -interval[1] > noise)
+    felt = likely is None or (likely if change > 0 else 1 - likely) >= 0.56
+    row["verdict"] = verdict if sure and felt else "inconclusive"
+    return row
+
+
 # --- Comparing ------------------------------------------------------------------------------------
 
 
@@ -464,6 +694,17 @@ class Checker:
             self.check(where, {"graphs": expected, "phases": list(map(expected_phase, log.phases))},
                        actual)
 
+    def check_diff(self, base, new, metric, logs):
+        actual = json.loads(self.run("diff", "--base", *base, "--new", *new, "-f", "json",
+                                     "--metric", metric))
+        where = f"diff --metric {metric} --base {' '.join(base)} --new {' '.join(new)}"
+        rows = {(row["graph"], row["method"], row["phase"], tuple(row["path"]), row["unit"]): row
+                for row in actual["rows"]}
+        expected = expected_comparison([logs[p] for p in base], [logs[p] for p in new], metric)
+        self.check(where + ": rows", len(expected), len(actual["rows"]))
+        for key, row in expected.items():
+            self.check(f"{where} {key}", row, rows.get(key, {}))
+
     def load(self, path):
         return Log(self.run("dump", path))
 
@@ -489,6 +730,15 @@ def main():
             logs[path] = checker.load(path)
             if path in recorded or path.endswith(("-0.log", "-3.log")):
                 checker.check_stats(path, logs[path])
+        for seed in range(options.seeds):
+            parts = [f"{seed}-{part}.log" for part in range(6)]
+            for metric in ("p50", "mean", "p90", "p99"):
+                checker.check_diff(parts[:1], parts[3:4], metric, logs)
+                checker.check_diff(parts[:3], parts[3:], metric, logs)
+        for base, new in zip(recorded, recorded[1:]):
+            checker.check_diff([base], [new], "p50", logs)
+        if len(recorded) >= 6:
+            checker.check_diff(recorded[:3], recorded[3:6], "p50", logs)
     for fault in checker.faults[:40]:
         print(fault)
     print(f"{checker.numbers} numbers compared, {len(checker.faults)} differ")

@@ -88,5 +88,32 @@ TEST_F(ProgressTest, IsErasedBeforeMessagesAndBySignals) {
       << shown;
 }
 
+TEST_F(ProgressTest, ColourIsByOptionThenEnvironmentThenTerminal) {
+  write("run.log", readFile(kRecordedLog));
+  // Half of the executions are gone, which is a change to be shown.
+  ASSERT_EQ(0, run("cut run.log -o new.log --messages 0:16")) << err_;
+  const std::string diff = "$tool diff run.log new.log --gate all ";
+  const struct {
+    std::string command;
+    bool isColored;
+  } cases[] = {
+      {diff, true},
+      {"NO_COLOR=1 " + diff, false},
+      {"NO_COLOR=1 CLICOLOR_FORCE=1 " + diff, false},
+      {"NO_COLOR=1 " + diff + "--color always", true},
+      {diff + "--color never", false},
+      {"TERM=dumb " + diff, false},
+      {diff + "| cat", false},
+      {"CLICOLOR_FORCE=1 " + diff + "| cat", true},
+      {"CLICOLOR_FORCE=0 " + diff + "| cat", false},
+      {"CLICOLOR_FORCE=1 " + diff + "--color auto | cat", true},
+      {diff + "--color always | cat", true},
+  };
+  for (const auto& test : cases)
+    EXPECT_EQ(test.isColored, onTerminal(test.command).find("\x1b[3") != std::string::npos)
+        << test.command;
+  EXPECT_EQ(2, run("stats run.log --color sometimes"));
+}
+
 }  // namespace
 }  // namespace ryx::tests

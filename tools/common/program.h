@@ -12,7 +12,7 @@
 
 namespace ryx::tools {
 
-enum ExitStatus : int { kExitGood = 0, kExitFailed = 1, kExitUsage = 2 };
+enum ExitStatus : int { kExitGood = 0, kExitFailed = 1, kExitUsage = 2, kExitNotComparable = 3 };
 
 /// Runs the tool called `name`; what `main` returns. Before it,
 ///   closed standard streams get stand-ins, so that no file takes their place;

@@ -12,6 +12,7 @@
 
 #include "common/input.h"
 #include "log/commands.h"
+#include "log/diff_command.h"
 #include "log/options.h"
 #include "log/stats_command.h"
 
@@ -142,6 +143,8 @@ const std::vector<Command>& commandTable() {
      declareInfo},
 
     {"stats", "Show where the time went, and how steady it is", kStatsDetails, declareStats},
+
+    {"diff", "Compare logs, and tell whether something became worse", kDiffDetails, declareDiff},
 
     {"salvage", "Write what is good in a damaged log to a new log",
      "Every chunk that verifies is kept. After a damaged one, salvage goes on at\n"
