@@ -155,6 +155,37 @@ written() { # texts
   rm "$work/written"
 }
 
+# An export, and in the same folder what it is compared to: $export is the file.
+export_process() { # name file-name to-floor...
+  local name=$1 export=$out/$2 answer seconds peak
+  shift 2
+  rm -rf "$out"
+  mkdir "$out"
+  warm_memory
+  answer=$("$bin/ryx-bench-run-timed" "$out/stdout" \
+    "$bin/ryx-profile-log" export "$work/deep.log" -o "$export")
+  read -r seconds _ peak _ <<<"$answer"
+  keep "$name" "$seconds"
+  keep export-memory "$peak"
+  "$@" "$export" "$name-floor"
+  rm -rf "$out"
+}
+
+# shellcheck disable=SC2317 # called by export_process
+copying() { # file name
+  local answer
+  warm_memory
+  answer=$("$bin/ryx-bench-run-timed" "$out/copy" cat "$1")
+  keep "$2" "${answer%% *}"
+}
+
+# shellcheck disable=SC2317 # called by export_process
+inserting() { # database name
+  local answer
+  answer=$("$bin/ryx-bench-sqlite-floor" "$1" "$out/copy")
+  keep "$2" "${answer%% *}"
+}
+
 measure_once() {
   in_process floor ryx-bench-floor deep
   in_process read-deep ryx-bench-read deep
@@ -167,6 +198,7 @@ measure_once() {
   whole_process text "$viewer" -f text "$work/deep.log"
   whole_process csv "$viewer" -f csv -o "$out/report.csv" "$work/deep.log"
   whole_process json "$viewer" -f json -o "$out/report.json" "$work/deep.log"
+  whole_process trace "$bin/ryx-profile-log" export "$work/deep.log" -o "$out/run.trace.json"
   whole_process stats "$bin/ryx-profile-log" stats -f json "$work/deep.log"
   whole_process stats-wide "$bin/ryx-profile-log" stats -f json "$work/wide.log"
   whole_process stats-many "$bin/ryx-profile-log" stats -f json "$work/many.log"
@@ -176,6 +208,9 @@ measure_once() {
   # Its verdict, status 1, is no failure.
   whole_process diff bash -c '"$@" || [ $? -eq 1 ]' - \
     "$bin/ryx-profile-log" diff "$work/deep.log" "$work/deep4.log"
+  export_process sqlite run.sqlite inserting
+  export_process rows-csv events.csv copying
+  export_process rows-ndjson events.ndjson copying
   whole_process flatc flatc --json --raw-binary -o "$out" "$root/src/stream/profile_log.fbs" \
     -- "$work"/chunks/*
   local part
@@ -240,6 +275,7 @@ to_floor 'viewer -f text' text 7
 to_floor 'viewer -f csv' csv 14
 to_floor 'viewer -f json' json 30
 row 'viewer -f json, to flatc --json' 'deep run' 0.25 "$(least json) / $(least flatc)"
+to_floor 'export, trace' trace 4
 stats_per_event() { # what on bound shape measure
   row "$1, to that of deep run" "$2" "$3" \
     "$(least "$5") / ${events[$4]} / ($(least stats) / ${events[deep]})"
@@ -251,6 +287,13 @@ stats_per_event 'the same without events' 'many graphs' 5 many stats-many-unprin
 memory stats 0.25
 growth 'stats -f json at 8x the executions' 'deep run' 8.5 stats stats1
 growth 'diff, to stats of both' 'deep run' 1.5 diff stats-of-both
+to_peer() { row "export, $1" 'deep run' "$2" "$(least "$3") / $(least "$3-floor")"; }
+to_peer "sqlite, to SQLite's own inserts" 1.3 sqlite
+to_peer 'csv, to cat of the same file' 8 rows-csv
+to_peer 'ndjson, to cat of the same file' 8 rows-ndjson
+# What an export may take: four times the largest chunk, and 160 MB.
+row 'export, peak memory, to what it may take' 'deep run' 1 \
+  "$( (most export-memory; most trace-memory) | sort -g | tail -n 1) / (4 * $largest_chunk + 160e6)"
 memory text 2.8
 memory csv 2.8
 memory json 6

@@ -44,8 +44,14 @@ class CompressedLogsTest : public ToolboxTest {
 };
 
 TEST_F(CompressedLogsTest, AreReadLikeTheirContent) {
-  const char* commands[] = {"verify",        "info --json",       "dump",
-                            "stats -f json", "cut -o - --last 2", "salvage -o -"};
+  const char* commands[] = {"verify",
+                            "info --json",
+                            "dump",
+                            "stats -f json",
+                            "cut -o - --last 2",
+                            "salvage -o -",
+                            "export -o - --format csv --columns event_id,value --last 3",
+                            "export -o - --format trace"};
   // By its name, and through a pipe, where the output cannot name it.
   const auto outputs = [this](const std::string& command, const std::string& log) {
     const ProcessResult named =
@@ -81,6 +87,9 @@ TEST_F(CompressedLogsTest, DamagedDataIsReadUpToItsDamage) {
     EXPECT_EQ(1, run("info --json " + log));
     EXPECT_NE(std::string::npos, out_.find("\"chunks\": " + std::string(test.chunks))) << out_;
     EXPECT_EQ(0u, err_.find("ryx-profile-log: " + log + ": chunk ")) << err_;
+    EXPECT_NE(std::string::npos, err_.find(test.damage)) << err_;
+    EXPECT_EQ(1, run("export -o - --format csv --table logs --columns chunks,log " + log));
+    EXPECT_EQ("chunks,log\n" + std::string(test.chunks) + "," + log + "\n", out_);
     EXPECT_NE(std::string::npos, err_.find(test.damage)) << err_;
     EXPECT_EQ(0, run("salvage -o good.log " + log));
     EXPECT_NE(std::string::npos, out_.find("kept " + std::string(test.chunks) + " chunk")) << out_;

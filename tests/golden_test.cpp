@@ -7,7 +7,8 @@
 //     report.json       the JSON report (left out where values are addresses, as of strings)
 //     text-saved/       the payload files that -f text --save-objects writes (left out: none)
 //     json-saved/       the same for -f json
-//     stats.FORMAT      what ryx-profile-log stats makes of it (left out: not compared)
+//     export.FORMAT     what ryx-profile-log export makes of it (left out: not compared)
+//     stats.FORMAT      likewise ryx-profile-log stats
 //
 // @VERSION@ in them stands for the tool's version. A new case's outputs are made by running the
 // tests with RYX_UPDATE_GOLDEN=1 and then reading what they hold, line by line.
@@ -115,10 +116,10 @@ TEST_P(GoldenTest, JsonAndSummary) {
   expectSaved("json-saved", {"--save-objects", "-o", "/dev/null", "-f", "json"});
 }
 
-TEST_P(GoldenTest, Statistics) {
+TEST_P(GoldenTest, ExportsAndStatistics) {
   for (const auto& [name, content] : filesIn(kGoldenFolder / GetParam())) {
     const std::string command = name.substr(0, name.find('.'));
-    if (command != "stats") continue;
+    if (command != "export" && command != "stats") continue;
     const auto result =
         runProcess({RYX_TOOLBOX_PATH, command, "case.log", "-o", name}, work_.path());
     EXPECT_EQ(0, result.status) << result.err;

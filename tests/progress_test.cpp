@@ -63,6 +63,7 @@ TEST_F(ProgressTest, ShowsOnATerminalWhileWorkIsLong) {
     const char* command;
     const char* line;
   } cases[] = {{"$tool verify - >out", "verifying 100 kB, "},
+               {"$tool export - -o out.csv", "exporting 100 kB, "},
                {"$tool stats - -o out.json", "reading 100 kB, "},
                {"$viewer - >out", "reading 0:01 so far"}};
   for (const auto& test : cases) {
@@ -78,14 +79,21 @@ TEST_F(ProgressTest, ShowsOnATerminalWhileWorkIsLong) {
   EXPECT_EQ("", onTerminal(slowly + "$tool verify --quiet - >out"));
   EXPECT_EQ("", onTerminal(slowly + "$viewer -q - >out"));
   EXPECT_EQ(std::string::npos, onTerminal(slowly + "$tool dump -").find(kErase));
+  EXPECT_EQ(
+      "", runScript(slowly + "\"$@\" export - -o out.db", {RYX_TOOLBOX_PATH}, folder_.path()).err);
 }
 
 TEST_F(ProgressTest, IsErasedBeforeMessagesAndBySignals) {
   write("run.log", readFile(kRecordedLog));
   const std::string half = "(head -c 100000 run.log; sleep 1; echo no chunk) | ";
-  const std::string shown = onTerminal(half + "$tool verify -");
+  std::string shown = onTerminal(half + "$tool verify -");
   EXPECT_NE(std::string::npos, shown.find(std::string(kErase) + "standard input: damaged"))
       << shown;
+  shown = onTerminal(
+      "(cat run.log; sleep 3) | $tool export - -o out.db & sleep 0.9; kill $!; wait $!; ls -A");
+  EXPECT_NE(std::string::npos, shown.find("exporting 356 kB")) << shown;
+  const std::string end = kErase + std::string("run.log\r\n");
+  EXPECT_EQ(end, shown.substr(shown.size() - std::min(shown.size(), end.size()))) << shown;
 }
 
 TEST_F(ProgressTest, ColourIsByOptionThenEnvironmentThenTerminal) {

@@ -1,5 +1,5 @@
 // Which messages of a log are meant: what --graph, --method, --level, --from, --to, --messages,
-// --first and --last say, to every command that takes them.
+// --first and --last say, to every command and export that takes them.
 //
 // The conditions on a message itself are joined by "and"; what --first or --last counts are the
 // messages that meet all of them. --messages speaks of positions in the whole log.

@@ -11,6 +11,8 @@
 #include <string>
 
 #include "common/input.h"
+#include "common/progress.h"
+#include "exports/export_format.h"
 #include "log/commands.h"
 #include "log/diff_command.h"
 #include "log/options.h"
@@ -19,6 +21,14 @@
 namespace ryx::profiling {
 
 namespace {
+
+TableId readTable(const std::string& name) {
+  if (const auto table = tableNamed(name)) return *table;
+  std::string known;
+  for (size_t i = 0; i < kTableCount; ++i)
+    known += (i == 0 ? "" : ", ") + std::string(table(static_cast<TableId>(i)).name);
+  throw CLI::ValidationError("--table: unknown table '" + name + "'; known are " + known);
+}
 
 Run declareMake(CLI::App& app) {
   app.alias("build");
@@ -99,6 +109,56 @@ Run declareCut(CLI::App& app) {
   };
 }
 
+Run declareExport(CLI::App& app) {
+  struct Options {
+    std::vector<std::string> logPaths;
+    std::string format;
+    std::string tableName;
+    bool isForced = false;
+    MessageFilter filter;
+    ExportOptions sink;
+  };
+  const auto options = std::make_shared<Options>();
+  addOperands(app, "LOG", options->logPaths, "Logs to export");
+  app.add_option("-o,--output", options->sink.outputPath,
+                 "File to write; - is standard output, for all but sqlite")
+      ->required()
+      ->option_text("OUT");
+  app.add_option("--format", options->format,
+                 "Format, where OUT's extension says none:\n" + exportFormats())
+      ->option_text("FORMAT");
+  app.add_option("--table", options->tableName,
+                 "Table to export as csv or ndjson: events (the\n"
+                 "default), executions, messages or logs")
+      ->option_text("NAME");
+  app.add_option("--columns", options->sink.columns,
+                 "Only these columns, in this order, of csv and\nndjson")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->option_text("A,B");
+  // With a "!", giving the flag stores false.
+  app.add_flag("!--no-indexes", options->sink.hasIndexes,
+               "Leave the indexes of an SQLite database out: it is written sooner");
+  app.add_flag("--all", options->sink.isWhole,
+               "Draw all executions in a trace, instead of 200000 events a thread");
+  app.add_flag("--force", options->isForced, "Replace OUT if it is there");
+  addFilter(app, options->filter);
+  return [options] {
+    requireUsage(checkFilter(options->filter));
+    if (!options->tableName.empty()) options->sink.table = readTable(options->tableName);
+    const auto format = chooseExportFormat(options->format, options->sink.outputPath);
+    requireUsage(format.status());
+    const auto sink = makeSink(*format, options->sink);
+    requireUsage(sink.status());
+    requireUsage(tools::checkInputs(options->logPaths));
+    for (const std::string& path : options->logPaths)
+      requireDifferentFiles(path, options->sink.outputPath);
+    if (!options->isForced) requireAbsent(options->sink.outputPath);
+    tools::silenceProgressBeside(options->sink.outputPath);
+    return exportTables(options->logPaths, options->filter, **sink);
+  };
+}
+
 }  // namespace
 
 const std::vector<Command>& commandTable() {
@@ -167,6 +227,16 @@ const std::vector<Command>& commandTable() {
      "  ryx-profile-log cut run.log -o public.log --no-payloads --hash-names\n",
      declareCut},
 
+    {"export", "Write logs as tables, for other programs to read",
+     "Each format holds what the log holds, in the columns of docs/tables.md;\n"
+     "docs/exports.md shows each with what to do with it. OUT appears only when it\n"
+     "is whole. A damaged log is exported up to its damage, with exit status 1.\n\n"
+     "Examples:\n"
+     "  ryx-profile-log export monday.log tuesday.log -o runs.sqlite\n"
+     "  ryx-profile-log export run.log -o events.csv\n"
+     "  ryx-profile-log export run.log -o run.trace.json.gz\n"
+     "  ryx-profile-log export run.log -o - --format ndjson | jq .identifier\n",
+     declareExport},
   };
   // clang-format on
   return kCommands;

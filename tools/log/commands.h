@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "base/status.h"
+#include "exports/table_sink.h"
 #include "log/table_copier.h"
 #include "stream/message_filter.h"
 
@@ -42,6 +43,11 @@ constexpr char kEmptyLogText[] = "empty: no chunks";
 /// is whole. A damaged log is refused.
 [[nodiscard]] Status cutLog(const std::string& logPath, const std::string& partPath,
                             const MessageFilter& filter, Redaction redaction);
+
+/// Exports what `filter` selects of the logs to `sink`. What is good in a damaged log is exported,
+/// and false returned; likewise for one that cannot be opened.
+[[nodiscard]] bool exportTables(const std::vector<std::string>& logPaths,
+                                const MessageFilter& filter, TableSink& sink);
 
 /// "1 chunk", "2 chunks".
 [[nodiscard]] std::string counted(uint64_t count, const std::string& noun);

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 #include "base/file.h"
 #include "common/command_line.h"
@@ -137,6 +139,12 @@ void requireDifferentFiles(const std::string& input, const std::string& output) 
   const std::string outputPath = output == tools::kStandardStream ? "/dev/stdout" : output;
   if (isSameFile(inputPath, outputPath))
     throw CLI::ValidationError(output + ": is the same file as " + input);
+}
+
+void requireAbsent(const std::string& output) {
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(output, ignored))
+    throw CLI::ValidationError(output + ": exists; --force replaces it");
 }
 
 }  // namespace ryx::profiling

@@ -43,6 +43,9 @@ void requireUsage(const Status& status);
 /// Refuses an output that is the input, by links or otherwise.
 void requireDifferentFiles(const std::string& input, const std::string& output);
 
+/// Refuses an output that replaces a file.
+void requireAbsent(const std::string& output);
+
 }  // namespace ryx::profiling
 
 #endif
