@@ -186,6 +186,23 @@ inserting() { # database name
   keep "$2" "${answer%% *}"
 }
 
+# The page of a log, where the build could make one.
+page_of() { # name log
+  rm -rf "$out"
+  mkdir "$out"
+  warm_memory
+  local answer seconds
+  answer=$("$bin/ryx-bench-run-timed" "$out/stdout" \
+    "$bin/ryx-profile-log" html "$2" -o "$out/run.html")
+  read -r seconds _ <<<"$answer"
+  keep "$1" "$seconds"
+  keep "$1-bytes" "$(stat -c %s "$out/run.html")"
+  rm -rf "$out"
+}
+recorded=$root/samples/text-detection.log
+has_pages=true
+"$bin/ryx-profile-log" html "$recorded" -o "$work/run.html" 2>/dev/null || has_pages=false
+
 measure_once() {
   in_process floor ryx-bench-floor deep
   in_process read-deep ryx-bench-read deep
@@ -199,6 +216,11 @@ measure_once() {
   whole_process csv "$viewer" -f csv -o "$out/report.csv" "$work/deep.log"
   whole_process json "$viewer" -f json -o "$out/report.json" "$work/deep.log"
   whole_process trace "$bin/ryx-profile-log" export "$work/deep.log" -o "$out/run.trace.json"
+  whole_process stats-table "$bin/ryx-profile-log" stats "$work/deep.log"
+  if $has_pages; then
+    page_of html "$work/deep.log"
+    page_of html-recorded "$recorded"
+  fi
   whole_process stats "$bin/ryx-profile-log" stats -f json "$work/deep.log"
   whole_process stats-wide "$bin/ryx-profile-log" stats -f json "$work/wide.log"
   whole_process stats-many "$bin/ryx-profile-log" stats -f json "$work/many.log"
@@ -275,6 +297,11 @@ to_floor 'viewer -f text' text 7
 to_floor 'viewer -f csv' csv 14
 to_floor 'viewer -f json' json 30
 row 'viewer -f json, to flatc --json' 'deep run' 0.25 "$(least json) / $(least flatc)"
+if $has_pages; then
+  row 'html, to stats' 'deep run' 2 "$(least html) / $(least stats-table)"
+  row 'html, size, to 3 MB' 'deep run' 1 "$(most html-bytes) / 3e6"
+  row 'html, size, to 300 kB' 'recorded log' 1 "$(most html-recorded-bytes) / 3e5"
+fi
 to_floor 'export, trace' trace 4
 stats_per_event() { # what on bound shape measure
   row "$1, to that of deep run" "$2" "$3" \

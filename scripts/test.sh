@@ -46,8 +46,9 @@ test_tsan() {
 
 $all || echo "the release build and its tests; from scratch some minutes on two cores"
 step "packages" scripts/install-packages.sh \
-  "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}"
+  "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" "${page_packages[@]}"
 step "release build and tests" test_release
+step "page tests" scripts/test-page.sh
 if $all; then
   step "format and lint" scripts/lint.sh
   step "address and undefined-behaviour sanitizers" test_asan

@@ -15,6 +15,7 @@
 #include "exports/export_format.h"
 #include "log/commands.h"
 #include "log/diff_command.h"
+#include "log/html_command.h"
 #include "log/options.h"
 #include "log/stats_command.h"
 
@@ -237,6 +238,8 @@ const std::vector<Command>& commandTable() {
      "  ryx-profile-log export run.log -o run.trace.json.gz\n"
      "  ryx-profile-log export run.log -o - --format ndjson | jq .identifier\n",
      declareExport},
+
+    {"html", "Write a page that shows where the time and memory went", kHtmlDetails, declareHtml},
   };
   // clang-format on
   return kCommands;
