@@ -49,6 +49,7 @@ step "packages" scripts/install-packages.sh \
   "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" "${page_packages[@]}"
 step "release build and tests" test_release
 step "page tests" scripts/test-page.sh
+step "timelines in another program" scripts/test-timeline.sh
 if $all; then
   step "format and lint" scripts/lint.sh
   step "address and undefined-behaviour sanitizers" test_asan
