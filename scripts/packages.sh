@@ -10,6 +10,7 @@ test_packages=(libgtest-dev binutils pkg-config zstd python3 sqlite3 jq)
 bench_packages=(libbenchmark-dev)
 lint_packages=(git clang-format clang-tidy shellcheck)
 fuzz_packages=(clang libclang-rt-14-dev)
+torture_packages=(python3)
 # For the HTML report's page; any node of version 18 or later that is there already will do.
 page_packages=(chromium)
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then page_packages+=(nodejs npm); fi
