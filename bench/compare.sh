@@ -209,6 +209,7 @@ measure_once() {
   in_process read-wide ryx-bench-read wide
   in_process read-many ryx-bench-read many
   in_process tables ryx-bench-tables deep
+  in_process arrow ryx-bench-arrow deep
   in_process tables-of-five ryx-bench-tables deep event_id execution identifier unit value
   whole_process tables-process "$bin/ryx-bench-tables" "$work/deep.log"
   whole_process floor-process "$bin/ryx-bench-floor" "$work/deep.log"
@@ -291,6 +292,7 @@ per_event 'many graphs' 2.2 many
 row 'table of events, all columns, to the floor' 'deep run' 4 "$(least tables) / $(least floor)"
 row 'table of events, five columns, to the floor' 'deep run' 2.5 \
   "$(least tables-of-five) / $(least floor)"
+row 'Arrow stream of events, all columns' 'deep run' 5 "$(least arrow) / $(least floor)"
 row 'peak memory of it, to 3 chunks + 32 MB' 'deep run' 1 \
   "$(most tables-process-memory) / (3 * $largest_chunk + 32e6)"
 to_floor 'viewer -f text' text 7

@@ -1,11 +1,12 @@
-# What `cmake --install` puts in place: the tools, the reader plug-ins,
-# the libraries that write logs and read them as tables with their CMake package and pkg-config file, and the public headers.
+# What `cmake --install` puts in place: the tools, the reader plug-ins, the library for other
+# languages, the libraries that write logs and read them as tables with their CMake package and pkg-config file, and the public headers.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS ryx-profile-viewer ryx-profile-log RUNTIME)
 install(TARGETS RyxGpuProfilingReader RyxProfilingReader
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ryx_profile EXPORT RyxProfileTargets LIBRARY)
 install(DIRECTORY include/ryx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 # Hosts load the plug-ins with dlopen: all they build against is the interface's header.

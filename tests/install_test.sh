@@ -22,7 +22,7 @@ fail() {
 
 for file in bin/ryx-profile-viewer bin/ryx-profile-log include/ryx/profile_event.h \
             include/ryx/profile_log_reader.h include/ryx/profile_log_writer.h \
-            include/ryx/profile_tables.h include/ryx/message_filter.h; do
+            include/ryx/profile_tables.h include/ryx/profile_arrow.h include/ryx/message_filter.h; do
   test -e "$prefix/$file" || fail "$file is not installed"
 done
 "$prefix/bin/ryx-profile-log" --version > /dev/null || fail "the installed tool does not run"
@@ -32,9 +32,14 @@ if grep -rlF -e "$source" -e "$build" "$prefix" --include='*.cmake' --include='*
 fi
 
 "$cmake" -S "$source/tests/consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
-  -DCMAKE_CXX_FLAGS="${CXXFLAGS:-}" ${CXX:+-DCMAKE_CXX_COMPILER="$CXX"} > "$work/configure.txt"
+  -DCMAKE_CXX_FLAGS="${CXXFLAGS:-}" -DCMAKE_C_FLAGS="${CXXFLAGS:-}" ${CXX:+-DCMAKE_CXX_COMPILER="$CXX"} > "$work/configure.txt"
 "$cmake" --build "$work/consumer" > "$work/build.txt" || { cat "$work/build.txt"; exit 1; }
 "$work/consumer/consumer" "$work/cmake.log"
+"$work/consumer/c-consumer" "$work/cmake.log" || fail "the C consumer does not read the log"
+if nm -D --defined-only "$prefix"/lib*/libryx_profile.so.1 "$prefix"/lib*/*/libryx_profile.so.1 \
+     2> /dev/null | awk 'NF == 3 && $2 != "A"' | grep -v 'ryx_profile_.*@@RYX_PROFILE_1$'; then
+  fail "the C library shows the symbols above"
+fi
 
 pkgConfigFile=$(find "$prefix" -name ryx-profile.pc)
 test -n "$pkgConfigFile" || fail "ryx-profile.pc is not installed"
