@@ -22,6 +22,9 @@ ProcessResult runProcess(const std::vector<std::string>& command, const std::str
 ProcessResult runScript(const std::string& script, const std::vector<std::string>& command,
                         const std::string& folder = ".");
 
+/// The beginning of a script whose descriptor 4 is to be a pipe that nobody reads any more.
+constexpr const char* kToNobody = "mkfifo nobody; exec 3<>nobody 4>nobody 3<&-; rm nobody; ";
+
 /// A new empty folder, removed with everything in it at the end.
 class TemporaryFolder {
  public:

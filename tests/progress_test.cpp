@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 
 #include "common/terminal.h"
@@ -45,20 +46,36 @@ TEST(ProgressLineTest, SaysWhatFitsAndNothingThatIsNotKnown) {
 
 class ProgressTest : public ToolboxTest {
  protected:
-  /// What a terminal gets while `command` runs, where $tool and $viewer are the programs.
-  std::string onTerminal(const std::string& command, const std::string& term = "xterm") {
-    return runScript("export tool=\"$1\" viewer=\"$2\" TERM=" + term + "; exec script -qec '" +
-                         command + "' /dev/null </dev/null",
-                     {RYX_TOOLBOX_PATH, RYX_VIEWER_PATH}, folder_.path())
-        .out;
+  using Clock = std::chrono::steady_clock;
+  using Milliseconds = std::chrono::duration<double, std::milli>;
+
+  void SetUp() override {
+    write("run.log", readFile(kRecordedLog));
+    // Waits until the terminal has got a text: a machine may be slow. Gives up after a minute.
+    write("shown", "");
+    write("await", "for i in $(seq 1200); do grep -qF \"$1\" shown && exit; sleep 0.05; done\n");
   }
+
+  /// What a terminal gets while `command` runs, where $tool and $viewer are the programs. What is
+  /// shown so far is in the file "shown".
+  std::string onTerminal(const std::string& command, const std::string& term = "xterm") {
+    write("command", command);
+    const Clock::time_point begin = Clock::now();
+    runScript(
+        "tool=\"$1\" viewer=\"$2\" TERM=" + term + " script -qefc 'sh command' shown </dev/null",
+        {RYX_TOOLBOX_PATH, RYX_VIEWER_PATH}, folder_.path());
+    took_ = Clock::now() - begin;
+    // Between the lines of script(1) itself.
+    const std::string shown = read("shown");
+    const size_t first = shown.find('\n') + 1;
+    return shown.substr(first, shown.rfind("\nScript done") - first);
+  }
+
   static constexpr char kErase[] = "\r\x1b[K";
+  Milliseconds took_{0};
 };
 
 TEST_F(ProgressTest, ShowsOnATerminalWhileWorkIsLong) {
-  write("run.log", readFile(kRecordedLog));
-  // The input comes late: however fast the machine, the work is long.
-  const std::string slowly = "(head -c 100000 run.log; sleep 1; tail -c +100001 run.log) | ";
   const struct {
     const char* command;
     const char* line;
@@ -67,14 +84,20 @@ TEST_F(ProgressTest, ShowsOnATerminalWhileWorkIsLong) {
                {"$tool stats - -o out.json", "reading 100 kB, "},
                {"$viewer - >out", "reading 0:01 so far"}};
   for (const auto& test : cases) {
-    const std::string shown = onTerminal(slowly + test.command);
+    // The rest of the input comes when the line has been shown.
+    const std::string shown =
+        onTerminal("(head -c 100000 run.log; sh await \"" + std::string(test.line) +
+                   "\"; tail -c +100001 run.log) | " + test.command);
     EXPECT_EQ(0u, shown.find(kErase + std::string(test.line).substr(0, 8))) << shown;
     EXPECT_NE(std::string::npos, shown.find(test.line)) << shown;
     EXPECT_EQ(kErase, shown.substr(shown.size() - std::min(shown.size(), sizeof kErase - 1)));
-    EXPECT_LE(std::count(shown.begin(), shown.end(), '\x1b'), 12) << shown;
+    // One line in 100 ms, and the last erasure.
+    EXPECT_LE(std::count(shown.begin(), shown.end(), '\x1b'), took_.count() / 100 + 1) << shown;
   }
   // Nothing of it for short work, other terminals, those who want none, and between output.
-  EXPECT_EQ("", onTerminal("$tool verify run.log >out"));
+  const std::string quick = onTerminal("$tool verify run.log >out");
+  EXPECT_TRUE(quick.empty() || took_.count() > 500) << quick;
+  const std::string slowly = "(head -c 100000 run.log; sleep 1; tail -c +100001 run.log) | ";
   EXPECT_EQ("", onTerminal(slowly + "$tool verify - >out", "dumb"));
   EXPECT_EQ("", onTerminal(slowly + "$tool verify --quiet - >out"));
   EXPECT_EQ("", onTerminal(slowly + "$viewer -q - >out"));
@@ -84,20 +107,22 @@ TEST_F(ProgressTest, ShowsOnATerminalWhileWorkIsLong) {
 }
 
 TEST_F(ProgressTest, IsErasedBeforeMessagesAndBySignals) {
-  write("run.log", readFile(kRecordedLog));
-  const std::string half = "(head -c 100000 run.log; sleep 1; echo no chunk) | ";
-  std::string shown = onTerminal(half + "$tool verify -");
+  std::string shown = onTerminal(
+      "(head -c 100000 run.log; sh await \"verifying 100 kB\"; echo no chunk) | $tool verify -");
   EXPECT_NE(std::string::npos, shown.find(std::string(kErase) + "standard input: damaged"))
       << shown;
+  // The pipe never ends, and the shell says nothing of whom it has killed.
   shown = onTerminal(
-      "(cat run.log; sleep 3) | $tool export - -o out.db & sleep 0.9; kill $!; wait $!; ls -A");
+      "mkfifo feed; exec 3<>feed 4>&2 2>/dev/null; cat run.log >feed & "
+      "$tool export - -o out.db <feed 2>&4 & "
+      "sh await \"exporting 356 kB\"; kill $!; wait $!; echo over");
   EXPECT_NE(std::string::npos, shown.find("exporting 356 kB")) << shown;
-  const std::string end = kErase + std::string("run.log\r\n");
+  const std::string end = kErase + std::string("over\r\n");
   EXPECT_EQ(end, shown.substr(shown.size() - std::min(shown.size(), end.size()))) << shown;
+  EXPECT_FALSE(exists("out.db"));
 }
 
 TEST_F(ProgressTest, ColourIsByOptionThenEnvironmentThenTerminal) {
-  write("run.log", readFile(kRecordedLog));
   // Half of the executions are gone, which is a change to be shown.
   ASSERT_EQ(0, run("cut run.log -o new.log --messages 0:16")) << err_;
   const std::string diff = "$tool diff run.log new.log --gate all ";
