@@ -127,6 +127,10 @@ struct ColumnData {
   const int32_t* offsets = nullptr;   ///< of Text: where each row's bytes start, and where all end
   const uint8_t* validity = nullptr;  ///< a bit a row, lowest first, 0 for null; null without nulls
   size_t nullCount = 0;
+
+  [[nodiscard]] bool isNull(size_t row) const {
+    return validity != nullptr && (validity[row / 8] >> row % 8 & 1) == 0;
+  }
 };
 
 /// One value of a row; `text` is borrowed from the batch.

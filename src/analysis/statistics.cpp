@@ -10,16 +10,13 @@
 #include <type_traits>
 
 #include "analysis/distribution.h"
+#include "base/number_text.h"
 #include "stream/log_text.h"
 #include "stream/salvage_hint.h"
 
 namespace ryx::profiling {
 
 namespace {
-
-std::string counted(uint64_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 void addLogWarnings(const ReadLog& log, std::vector<std::string>& warnings) {
   if (log.damage) {

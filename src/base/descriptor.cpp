@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
 #include <utility>
 
 namespace ryx {
@@ -97,6 +98,16 @@ Result<std::string> readAll(int descriptor) {
     if (!count) return count.status();
     bytes.resize(before + *count);
     if (*count < kPieceBytes) return bytes;
+  }
+}
+
+Status copyAll(int source, int target) {
+  std::string piece(size_t{1} << 16, '\0');
+  for (;;) {
+    const Result<size_t> count = readSome(source, piece.data(), piece.size());
+    if (!count) return count.status();
+    if (*count == 0) return {};
+    if (Status status = writeAll(target, piece.data(), *count); !status) return status;
   }
 }
 

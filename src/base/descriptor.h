@@ -51,6 +51,9 @@ class Descriptor {
 /// The whole rest of the file, whatever kind of file it is.
 [[nodiscard]] Result<std::string> readAll(int descriptor);
 
+/// Writes the whole rest of one file to another.
+[[nodiscard]] Status copyAll(int source, int target);
+
 /// Puts a stand-in where descriptor 0, 1 or 2 is closed, so that no file opened later takes its
 /// place and is written into. Reading the stand-in for standard input and writing the one for
 /// standard output fail, as they would have without. False when there is no stand-in to be had.

@@ -19,6 +19,10 @@ std::string decimal(uint64_t number) {
   return text;
 }
 
+std::string counted(uint64_t count, const std::string& noun) {
+  return decimal(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 void appendFixed(std::string& text, double number, int decimals) {
   char digits[kFixedBytes];
   const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::fixed,

@@ -20,6 +20,9 @@ void appendDecimal(std::string& text, Integer number) {
 /// A whole number in plain decimal.
 std::string decimal(uint64_t number);
 
+/// "1 chunk", "2 chunks".
+std::string counted(uint64_t count, const std::string& noun);
+
 /// Appends a number with `decimals` digits after the point, 6 at most, as printf's "%.<decimals>f".
 void appendFixed(std::string& text, double number, int decimals);
 std::string fixedPoint(double number, int decimals);

@@ -8,25 +8,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdint>
 #include <cstdlib>
-#include <vector>
+#include <string>
 
 namespace ryx {
 
-namespace {
-
-Status copyAll(int source, int target) {
-  std::vector<uint8_t> buffer(size_t{1} << 16);
-  for (;;) {
-    const Result<size_t> count = readSome(source, buffer.data(), buffer.size());
-    if (!count) return count.status();
-    if (*count == 0) return {};
-    if (Status status = writeAll(target, buffer.data(), *count); !status) return status;
-  }
-}
-
-}  // namespace
+namespace {}  // namespace
 
 Result<Descriptor> openUnnamedFile() {
   const char* folder = std::getenv("TMPDIR");

@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 
+#include "base/number_text.h"
 #include "exports/shown_name.h"
 #include "exports/time_scale.h"
 
@@ -25,10 +26,6 @@ using Tone = ReportTable::Tone;
 
 constexpr size_t kMarkdownLimit = 60000;
 constexpr size_t kMostKinds = 6;
-
-std::string counted(size_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 std::string withSign(const std::string& text, bool isPositive) {
   return isPositive ? "+" + text : text;

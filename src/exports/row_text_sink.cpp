@@ -70,7 +70,7 @@ class CellText {
   void setRows(const ColumnData& data) { data_ = data; }
 
   void append(size_t row, OutputFile& out) {
-    if (data_.validity != nullptr && (data_.validity[row / 8] >> row % 8 & 1) == 0) {
+    if (data_.isNull(row)) {
       out.append(prefix_);
       out.append(format_.null);
       return;

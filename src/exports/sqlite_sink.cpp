@@ -35,10 +35,6 @@ std::string presentTime() {
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &date)};
 }
 
-bool isNull(const ColumnData& data, size_t row) {
-  return data.validity != nullptr && (data.validity[row / 8] >> row % 8 & 1) == 0;
-}
-
 /// One of the database's tables while it is filled.
 struct Loader {
   NumberedBatch rows;
@@ -141,7 +137,7 @@ class SqliteSink : public TableSink {
     std::string_view last;
     int64_t lastNumber = NumberedBatch::kNull;
     for (size_t row = 0; row < batch.rows(); ++row) {
-      if (isNull(data, row)) {
+      if (data.isNull(row)) {
         numbers[row] = NumberedBatch::kNull;
         continue;
       }

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "analysis/warm_up.h"
+#include "base/number_text.h"
 #include "exports/shown_name.h"
 #include "exports/time_scale.h"
 #include "stream/log_text.h"
@@ -26,10 +27,6 @@ namespace ryx::profiling {
 namespace {
 
 using Kind = ReportTable::Kind;
-
-std::string counted(uint64_t count, const std::string& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 constexpr uint32_t kNoUnit = 6;
 

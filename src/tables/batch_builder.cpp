@@ -187,7 +187,7 @@ Cell Batch::cell(size_t row, size_t column) const {
   const Column& kind = *columns_[column];
   Cell cell;
   cell.type = kind.type;
-  cell.isNull = data.validity != nullptr && (data.validity[row / 8] >> row % 8 & 1) == 0;
+  cell.isNull = data.isNull(row);
   if (cell.isNull) return cell;
   switch (kind.type) {
     case ColumnType::Int64: cell.integer = static_cast<const int64_t*>(data.values)[row]; break;

@@ -41,16 +41,6 @@ bool isRegularFile(int descriptor) {
   return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-Status copyAll(int from, int to) {
-  std::string piece(size_t{1} << 16, '\0');
-  for (;;) {
-    const Result<size_t> count = readUpTo(from, piece.data(), piece.size());
-    if (!count) return count.status();
-    if (*count == 0) return {};
-    if (Status status = writeAll(to, piece.data(), *count); !status) return status;
-  }
-}
-
 bool isCompressedFile(const std::string& path) {
   const Result<Descriptor> file = openFile(path, O_RDONLY);
   char bytes[profiling::kCompressionBytes];

@@ -5,13 +5,14 @@
 #ifndef RYX_LOG_COMMANDS_H
 #define RYX_LOG_COMMANDS_H
 
-#include <cstdint>
+#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "base/status.h"
+#include "common/program.h"
 #include "exports/table_sink.h"
+#include "exports/text_sink.h"
 #include "log/table_copier.h"
 #include "stream/message_filter.h"
 
@@ -49,18 +50,20 @@ constexpr char kEmptyLogText[] = "empty: no chunks";
 [[nodiscard]] bool exportTables(const std::vector<std::string>& logPaths,
                                 const MessageFilter& filter, TableSink& sink);
 
-/// "1 chunk", "2 chunks".
-[[nodiscard]] std::string counted(uint64_t count, const std::string& noun);
-
 /// Prints one line on standard error. Returns false, for the caller to return.
 bool reportError(const std::string& text);
 
-/// Whether `status` is good; prints it as an error where it is not.
-bool reportIfFailed(const Status& status);
+using tools::reportIfFailed;
 
 /// Prints `text`, or only what is still buffered, on standard output.
 [[nodiscard]] bool printText(const std::string& text = {});
-[[nodiscard]] Status writeText(std::string_view text);
+
+/// What a report is written by.
+using ReportPrinter = std::function<void(const TextSink& sink)>;
+
+/// Writes a report to the file, which appears only when it is whole; "-" is standard output. False,
+/// and said, when that fails.
+[[nodiscard]] bool writeReport(const std::string& path, const ReportPrinter& print);
 
 }  // namespace ryx::profiling
 

@@ -19,6 +19,7 @@
 
 #include "analysis/comparison.h"
 #include "base/file.h"
+#include "base/number_text.h"
 #include "common/command_line.h"
 #include "common/input.h"
 #include "exports/diff_json.h"
@@ -163,11 +164,8 @@ void write(const ComparisonResult& result, Format format, const Terminal& termin
 
 bool writeTo(const std::string& path, const ComparisonResult& result, Format format,
              tools::Color color) {
-  OutputFile output;
-  if (!reportIfFailed(output.open(path))) return false;
   const Terminal terminal = path == kStandardOutput ? standardOutputTerminal(color) : Terminal();
-  write(result, format, terminal, [&output](std::string_view text) { output.append(text); });
-  return reportIfFailed(output.commit());
+  return writeReport(path, [&](const TextSink& sink) { write(result, format, terminal, sink); });
 }
 
 tools::ExitStatus exitStatusOf(Verdict verdict) {

@@ -22,7 +22,7 @@ Status dumpLog(const std::string& operand) {
     return Status::failure("cannot read " + name + ": " + log.damage()->text);
   tools::silenceProgressBeside(tools::kStandardStream);
   const tools::Progress progress("dumping", tools::bytesOf({operand}));
-  ChunkPrinter printer([](std::string_view text) { return writeText(std::string(text)); });
+  ChunkPrinter printer(tools::printOutput);
   while (const LogChunk* chunk = log.next())
     if (Status status = printer.print(*chunk); !status) return status;
   if (log.damage()) return Status::failure(name + ": " + describe(*log.damage()));

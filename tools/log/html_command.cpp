@@ -37,10 +37,7 @@ std::string defaultOutput(const std::string& logPath) {
 }
 
 bool writePage(const std::string& outputPath, const std::string& page) {
-  OutputFile output;
-  if (!reportIfFailed(output.open(outputPath))) return false;
-  output.append(page);
-  return reportIfFailed(output.commit());
+  return writeReport(outputPath, [&page](const TextSink& sink) { sink(page); });
 }
 
 bool showRun(const HtmlOptions& options) {

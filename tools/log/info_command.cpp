@@ -20,6 +20,7 @@
 
 #include "base/printable_text.h"
 #include "common/input.h"
+#include "common/program.h"
 #include "common/progress.h"
 #include "log/commands.h"
 #include "log/log_summary.h"
@@ -328,9 +329,9 @@ Status printInfo(const std::string& operand, bool asJson) {
   const auto& damage = log.damage();
   Status printed;
   if (asJson)
-    printed = writeText(SummaryJson().print(summary, damage));
+    printed = tools::printOutput(SummaryJson().print(summary, damage));
   else if (!damage || summary.chunks > 0)  // else there is nothing to sum up but the damage
-    printed = writeText(summaryText(name, summary));
+    printed = tools::printOutput(summaryText(name, summary));
   if (!printed || !damage) return printed;
   return Status::failure(name + ": " + describe(*damage) +
                          (summary.chunks > 0 ? "; summed up until there" : ""));

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "base/number_text.h"
 #include "base/random_access_file.h"
 #include "common/input.h"
 #include "common/program.h"
@@ -102,7 +103,7 @@ class SalvageReport : public SalvageSink {
       if (toStandardError_)
         tools::printErrorLine(line);
       else if (printed_)
-        printed_ = writeText(line + "\n");
+        printed_ = tools::printOutput(line + "\n");
     }
     lines_.clear();
   }

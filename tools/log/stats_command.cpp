@@ -128,10 +128,8 @@ bool run(const StatsOptions& options) {
   if (!readLogs(options.logPaths, statistics)) return false;
   for (const std::string& warning : statistics.warnings()) reportError(warning);
   if (statistics.samples().empty()) return false;
-  OutputFile output;
-  if (!reportIfFailed(output.open(options.outputPath))) return false;
-  write(statistics, options, format, [&output](std::string_view text) { output.append(text); });
-  return reportIfFailed(output.commit()) && statistics.isWhole();
+  const auto print = [&](const TextSink& sink) { write(statistics, options, format, sink); };
+  return writeReport(options.outputPath, print) && statistics.isWhole();
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "base/number_text.h"
 #include "common/input.h"
 #include "common/progress.h"
 #include "log/commands.h"
