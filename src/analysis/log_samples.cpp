@@ -322,8 +322,9 @@ Status LogSamples::read(const std::string& path, const std::string& name,
   Pass(*this, walk).run();
   logs_.back().totals = walk.totals();
   if (walk.damage()) {
-    logs_.back().damage = describe(*walk.damage());
-    logs_.back().canBeRescued = walk.damage()->kind != DamageKind::NotALog && name == path;
+    const LogDamage& damage = *walk.damage();
+    logs_.back().damage = {describe(damage), false, damage.chunkNumber, damage.offset};
+    logs_.back().canBeRescued = damage.kind != DamageKind::NotALog && name == path;
   }
   return {};
 }

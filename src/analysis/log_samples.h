@@ -26,6 +26,7 @@
 #include "base/keyed_hash.h"
 #include "base/status.h"
 #include "ryx/message_filter.h"
+#include "ryx/profile_tables.h"
 #include "tables/log_walk.h"
 
 namespace ryx::profiling {
@@ -120,7 +121,7 @@ struct PhaseValue {
 
 struct ReadLog {
   std::string name;                   ///< what its user calls it: the path as given
-  std::optional<std::string> damage;  ///< "chunk 2 at byte 32: its 28 bytes do not verify"
+  std::optional<TableDamage> damage;  ///< what ended the log before its time
   bool canBeRescued = false;          ///< there may be something good after the damage
   uint64_t leftOut = 0;               ///< numbers that are NaN or infinite
   uint64_t overflown = 0;             ///< totals that are

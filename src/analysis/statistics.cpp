@@ -20,7 +20,7 @@ namespace {
 
 void addLogWarnings(const ReadLog& log, std::vector<std::string>& warnings) {
   if (log.damage) {
-    std::string warning = log.name + ": " + *log.damage;
+    std::string warning = log.name + ": " + log.damage->line;
     if (log.canBeRescued)
       warning += "; the numbers are of what comes before it; to rescue the rest: " +
                  salvageCommand(log.name);
@@ -103,15 +103,16 @@ std::string rowName(const Row& row) {
   return row.graph ? *row.graph + " (" + method + ")" : method;
 }
 
-void Statistics::read(const std::string& path, const std::string& name) {
+Status Statistics::read(const std::string& path, const std::string& name) {
   const bool isNew = samples_.empty() || !options_.merges;
   if (isNew) samples_.emplace_back();
-  const Status status = samples_.back().read(path, name, options_.filter);
+  Status status = samples_.back().read(path, name, options_.filter);
   if (!status) {
     if (isNew) samples_.pop_back();
     unread_.push_back(status.text());
   }
   isWhole_ = isWhole_ && status && !samples_.back().logs().back().damage;
+  return status;
 }
 
 std::vector<std::string> Statistics::warnings() const {

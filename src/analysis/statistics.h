@@ -29,8 +29,8 @@ class Statistics {
   explicit Statistics(StatisticsOptions options) : options_(std::move(options)) {}
 
   /// Reads the log at `path`, which its user calls `name`, up to its damage where it has one. One
-  /// that cannot be opened is a warning.
-  void read(const std::string& path, const std::string& name);
+  /// that cannot be opened is a failure, and a warning.
+  Status read(const std::string& path, const std::string& name);
 
   /// Whether all logs could be opened, and are intact.
   [[nodiscard]] bool isWhole() const { return isWhole_; }

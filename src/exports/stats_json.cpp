@@ -97,7 +97,8 @@ class StatsJson {
   void writeLog(const ReadLog& log) {
     json_.startObject();
     json_.member("path", replacedUtf8(log.name));
-    json_.member("damage", log.damage);
+    json_.key("damage");
+    log.damage ? json_.value(log.damage->line) : json_.null();
     json_.endObject();
   }
 

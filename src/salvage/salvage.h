@@ -35,6 +35,9 @@ struct LostRange {
   bool isOneChunk = false;  ///< its prefix is intact: exactly one chunk
 };
 
+/// Why nothing is written of a log that nothing was found in.
+constexpr char kNothingKeptText[] = "nothing in it can be kept";
+
 /// Takes what salvage finds, in the order of the file. Together the places cover the file.
 class SalvageSink {
  public:

@@ -157,4 +157,12 @@ std::optional<LogDamage> findDamage(const std::string& path, DamageScope scope) 
   return log.damage();
 }
 
+std::optional<LogDamage> foreignDamage(const std::string& path) {
+  CheckedLog log;
+  if (log.open(path) && log.next() == nullptr && log.damage() &&
+      log.damage()->kind == DamageKind::NotALog)
+    return log.damage();
+  return std::nullopt;
+}
+
 }  // namespace ryx::profiling

@@ -100,6 +100,10 @@ class CheckedLog {
 [[nodiscard]] std::optional<LogDamage> findDamage(const std::string& path,
                                                   DamageScope scope = DamageScope::All);
 
+/// The damage of a file that looks like something else than a log. Chunks may be in it all the
+/// same.
+[[nodiscard]] std::optional<LogDamage> foreignDamage(const std::string& path);
+
 }  // namespace ryx::profiling
 
 #endif

@@ -5,14 +5,11 @@
 
 #include <cstddef>
 #include <string>
-#include <utility>
 
+#include "analysis/choices.h"
 #include "common/names.h"
 
 namespace ryx::profiling {
-
-template <typename Choice>
-using NamedChoice = std::pair<const char*, Choice>;
 
 template <typename Choice, size_t N>
 [[nodiscard]] tools::Names namesOf(const NamedChoice<Choice> (&choices)[N]) {
@@ -24,9 +21,7 @@ template <typename Choice, size_t N>
 /// The choice of that name, which needs to be one of them.
 template <typename Choice, size_t N>
 [[nodiscard]] Choice chosen(const std::string& name, const NamedChoice<Choice> (&choices)[N]) {
-  size_t i = 0;
-  while (choices[i].first != name) ++i;
-  return choices[i].second;
+  return choiceNamed(name, choices).value();
 }
 
 }  // namespace ryx::profiling

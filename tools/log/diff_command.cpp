@@ -49,10 +49,6 @@ constexpr NamedChoice<Format> kExtensions[] = {{".txt", Format::Table},
                                                {".json", Format::Json},
                                                {".md", Format::Markdown},
                                                {".xml", Format::Junit}};
-constexpr NamedChoice<Metric> kMetrics[] = {
-    {"p50", Metric::P50}, {"mean", Metric::Mean}, {"p90", Metric::P90}, {"p99", Metric::P99}};
-constexpr NamedChoice<Gate> kGates[] = {
-    {"graphs", Gate::Graphs}, {"events", Gate::Events}, {"all", Gate::All}};
 
 struct DiffOptions {
   std::vector<std::string> operands;

@@ -10,12 +10,11 @@
 #include <memory>
 #include <optional>
 
+#include "analysis/choices.h"
+
 namespace ryx::profiling {
 
 namespace {
-
-/// Identifiers that end in ":Convolution" are of that type.
-constexpr char kTypeExpression[] = R"(:(\w+)$)";
 
 using Expression = std::shared_ptr<const re2::RE2>;
 
@@ -52,10 +51,8 @@ Result<std::function<bool(std::string_view)>> makeMatcher(const std::string& exp
 }
 
 Result<GroupOf> makeGrouping(const std::string& by) {
-  if (by == "path") return GroupOf();
-  if (by == "identifier")
-    return GroupOf([](const EventPath& path) { return std::optional<std::string>(path.back()); });
-  const Result<Expression> compiled = compile(by == "type" ? kTypeExpression : by);
+  if (auto grouping = groupingNamed(by)) return *std::move(grouping);
+  const Result<Expression> compiled = compile(by);
   if (!compiled) return compiled.status();
   return GroupOf([expression = *compiled](const EventPath& path) {
     return firstCapture(*expression, path.back());

@@ -47,7 +47,7 @@ bool showRun(const HtmlOptions& options) {
   Statistics statistics{StatisticsOptions()};
   {
     const tools::Progress progress("reading", tools::bytesOf({log}));
-    statistics.read(input->path(), tools::inputName(log));
+    static_cast<void>(statistics.read(input->path(), tools::inputName(log)));  // warns
   }
   for (const std::string& warning : statistics.warnings()) reportError(warning);
   return !statistics.samples().empty() &&

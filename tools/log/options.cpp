@@ -9,6 +9,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "analysis/choices.h"
 #include "base/file.h"
 #include "common/command_line.h"
 #include "common/input.h"
@@ -107,12 +108,8 @@ void addWarmUp(CLI::App& app, std::string& text) {
 }
 
 WarmUpRule readWarmUp(const std::string& text) {
-  if (text == "none") return {};
-  if (text == "auto") return {WarmUpRule::Mode::Auto, 0};
-  WarmUpRule rule{WarmUpRule::Mode::Count, 0};
-  if (!readNumber(text, rule.count))
-    throw CLI::ValidationError("--warmup: '" + text + "' is not auto, none or a number");
-  return rule;
+  if (const auto rule = parseWarmUp(text)) return *rule;
+  throw CLI::ValidationError("--warmup: '" + text + "' is not auto, none or a number");
 }
 
 void addColor(CLI::App& app, tools::Color& color) {

@@ -40,16 +40,6 @@ bool isStandardOutput(const std::string& path) {
           named.st_dev == standard.st_dev && named.st_ino == standard.st_ino);
 }
 
-/// The damage of a file that looks like something else than a log. Chunks may be in it all the
-/// same.
-std::optional<LogDamage> foreignDamage(const std::string& path) {
-  CheckedLog log;
-  if (log.open(path) && log.next() == nullptr && log.damage() &&
-      log.damage()->kind == DamageKind::NotALog)
-    return log.damage();
-  return std::nullopt;
-}
-
 /// Writes what is kept, and prints what is not.
 class SalvageReport : public SalvageSink {
  public:
@@ -151,7 +141,7 @@ Status salvageLog(const std::string& operand, const std::string& goodPath) {
     tools::printError(
         name + ": gave up searching after too many false matches; chunks may have been missed");
   if (report.keptChunks() == 0 && broken.size() > 0) {
-    const std::string why = foreign ? describe(*foreign) : "nothing in it can be kept";
+    const std::string why = foreign ? describe(*foreign) : kNothingKeptText;
     return Status::failure(name + ": " + why + "; " + goodPath + " is not written");
   }
   if (Status status = good.commit(); !status) return status;

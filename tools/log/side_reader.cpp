@@ -1,14 +1,11 @@
 #include "log/side_reader.h"
 
 #include <CLI/CLI.hpp>
-#include <memory>
-#include <utility>
 
 #include "common/input.h"
 #include "common/progress.h"
-#include "exports/stats_document.h"
+#include "exports/run_source.h"
 #include "log/commands.h"
-#include "stream/salvage_hint.h"
 
 namespace ryx::profiling {
 
@@ -21,32 +18,9 @@ Sources SideReader::read(const std::vector<std::string>& operands) {
 
 void SideReader::read(const std::string& operand, Sources& sources) {
   const auto input = tools::InputPath::of(operand, /*needsSeeking=*/true);
-  const std::string name = tools::inputName(operand);
-  if (!input)
-    fail(input.status().text());
-  else if (isStatsDocument(input->path()))
-    readDocument(input->path(), name, sources);
-  else
-    readLog(input->path(), name, sources);
-}
-
-void SideReader::readDocument(const std::string& path, const std::string& name, Sources& sources) {
-  if (view_.groupOf) return fail(name + ": only the events of logs can be grouped with --by");
-  auto document = readStatsDocument(path, name, view_);
-  if (!document) return fail(document.status().text());
-  if (document->isDamaged) fail(name + ": is of a damaged log, up to its damage");
-  for (auto& source : document->sources) sources.push_back(std::move(source));
-}
-
-void SideReader::readLog(const std::string& path, const std::string& name, Sources& sources) {
-  LogSamples samples;
-  if (const Status status = samples.read(path, name, {}); !status) return fail(status.text());
-  const ReadLog& log = samples.logs().front();
-  if (log.damage)
-    fail(name + ": " + *log.damage +
-         (log.canBeRescued ? "; compared up to there; to rescue the rest: " + salvageCommand(name)
-                           : ""));
-  sources.push_back(std::make_unique<LogSource>(std::move(samples), warmUp_, view_));
+  if (!input) return fail(input.status().text());
+  const auto failure = readRun(input->path(), tools::inputName(operand), warmUp_, view_, sources);
+  if (failure) fail(failure->text);
 }
 
 void SideReader::fail(const std::string& why) {

@@ -26,8 +26,6 @@ class SideReader {
 
  private:
   void read(const std::string& operand, Sources& sources);
-  void readDocument(const std::string& path, const std::string& name, Sources& sources);
-  void readLog(const std::string& path, const std::string& name, Sources& sources);
   void fail(const std::string& why);
 
   WarmUpRule warmUp_;

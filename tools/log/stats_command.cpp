@@ -42,12 +42,6 @@ constexpr NamedChoice<Format> kFormats[] = {{"table", Format::Table},
                                             {"csv", Format::Csv},
                                             {"markdown", Format::Markdown}};
 
-constexpr NamedChoice<EventOrder> kOrders[] = {{"self", EventOrder::Self},
-                                               {"total", EventOrder::Total},
-                                               {"p99", EventOrder::P99},
-                                               {"cv", EventOrder::Cv},
-                                               {"order", EventOrder::FirstAppearance}};
-
 constexpr size_t kTopOfTables = 20;
 
 struct StatsOptions {
@@ -85,7 +79,7 @@ StatisticsOptions statisticsOptions(const StatsOptions& options, bool isForPeopl
   requireUsage(groupOf.status().of("--by"));
   statistics.events.groupOf = *std::move(groupOf);
   if (!options.order.empty())
-    statistics.events.order = chosen(options.order, kOrders);
+    statistics.events.order = chosen(options.order, kEventOrders);
   else if (isForPeople)
     statistics.events.order = EventOrder::Self;
   // Tables are cut by their writer, which says how much it leaves out.
@@ -114,7 +108,7 @@ bool readLogs(const std::vector<std::string>& operands, Statistics& statistics) 
   for (const std::string& operand : operands) {
     const auto input = tools::InputPath::of(operand);
     if (!input) return reportIfFailed(input.status());
-    statistics.read(input->path(), tools::inputName(operand));
+    static_cast<void>(statistics.read(input->path(), tools::inputName(operand)));  // warns
   }
   return true;
 }
@@ -161,7 +155,7 @@ Run declareStats(CLI::App& app) {
   app.add_option("--sort", options->order,
                  "Sort events by self, total, p99, cv or order (of\n"
                  "appearance); default self, in JSON and CSV order")
-      ->check(tools::oneOf("order", namesOf(kOrders)))
+      ->check(tools::oneOf("order", namesOf(kEventOrders)))
       ->option_text("KEY");
   tools::addNumber<size_t>(app, "--top", "N", "Only so many events; default 20 in tables",
                            [options](size_t top) { options->top = top; });

@@ -131,7 +131,7 @@ class RunPageWriter {
     out_.raw("<div id=\"page-note\"></div>\n");
     if (log().damage) {
       out_.raw("<div class=\"warning\"><strong>This log is damaged.</strong> ");
-      out_.text(*log().damage).text(". The page shows what is before that: ");
+      out_.text(log().damage->line).text(". The page shows what is before that: ");
       out_.text(plural(log().totals.messages, "message")).text(".</div>\n");
     }
     std::vector<std::string> notes;
