@@ -14,3 +14,9 @@ torture_packages=(python3)
 # For the HTML report's page; any node of version 18 or later that is there already will do.
 page_packages=(chromium)
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then page_packages+=(nodejs npm); fi
+# For the Python package; any python3 from 3.10 on that has venv and its headers will do.
+python_packages=()
+has_python='import ensurepip, os, sys, sysconfig
+header = os.path.join(sysconfig.get_path("include"), "Python.h")
+sys.exit(sys.version_info < (3, 10) or not os.path.exists(header))'
+python3 -c "$has_python" 2>/dev/null || python_packages=(python3 python3-venv python3-dev)

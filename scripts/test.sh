@@ -50,6 +50,7 @@ step "packages" scripts/install-packages.sh \
 step "release build and tests" test_release
 step "page tests" scripts/test-page.sh
 step "timelines in another program" scripts/test-timeline.sh
+step "Python package" scripts/test-python.sh
 if $all; then
   step "format and lint" scripts/lint.sh
   step "address and undefined-behaviour sanitizers" test_asan
