@@ -20,3 +20,7 @@ has_python='import ensurepip, os, sys, sysconfig
 header = os.path.join(sysconfig.get_path("include"), "Python.h")
 sys.exit(sys.version_info < (3, 10) or not os.path.exists(header))'
 python3 -c "$has_python" 2>/dev/null || python_packages=(python3 python3-venv python3-dev)
+# For Spark's tests; any Java from 17 on will do.
+if [ -z "${JAVA_HOME:-}" ] && ! command -v java >/dev/null; then
+  python_packages+=(openjdk-17-jre-headless)
+fi

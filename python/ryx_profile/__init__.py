@@ -5,7 +5,13 @@
     frame = polars.DataFrame(log.events)
 
 Tables are Arrow streams, which pyarrow, pandas, polars, DuckDB and others take as they are.
+``rp.spark`` is for Spark, and the only part that needs it.
 """
+
+from __future__ import annotations
+
+import importlib
+from typing import TYPE_CHECKING
 
 from ryx_profile._analysis import diff, stats
 from ryx_profile._errors import LogError, LogWarning
@@ -13,6 +19,11 @@ from ryx_profile._log import Log, LostRange, Salvaged, open
 from ryx_profile._parquet import to_parquet
 from ryx_profile._parquet_job import Exported
 from ryx_profile._table import Table
+
+if TYPE_CHECKING:
+    from types import ModuleType
+
+    from ryx_profile import spark as spark
 
 __all__ = [
     "Exported",
@@ -27,3 +38,10 @@ __all__ = [
     "stats",
     "to_parquet",
 ]
+
+
+def __getattr__(name: str) -> ModuleType:
+    """Import `spark` when it is first used."""
+    if name == "spark":
+        return importlib.import_module("ryx_profile.spark")
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")

@@ -10,6 +10,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+from spark_modes import fleet, fleet_parquet, spark  # noqa: F401 - fixtures of several modules
 
 ROOT = Path(__file__).resolve().parents[2]
 BUILD = Path(os.environ.get("RYX_BUILD", ROOT / "build/release"))
@@ -26,6 +27,12 @@ def toolbox(*arguments: str | Path, status: int = 0) -> str:
     )
     assert result.returncode == status, result.stderr
     return result.stdout
+
+
+@pytest.fixture(scope="session")
+def tool() -> Path:
+    """Return the toolbox."""
+    return BUILD / "bin/ryx-profile-log"
 
 
 def rows_of(table: str, *logs: Path, status: int = 0) -> list[Row]:
