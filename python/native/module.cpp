@@ -22,6 +22,9 @@ PyMethodDef g_methods[] = {
      "stream(paths, table, columns, graphs, methods, level, skips_damaged, requested_schema, /)\n"
      "--\n\n"
      "Return a stream of a table's rows as a capsule."},
+    {"first_rows", readFirstRows, METH_VARARGS,
+     "first_rows(paths, table, columns, graphs, methods, level, count, /)\n--\n\n"
+     "Return the names of a table's columns, and its first rows; damaged logs are skipped."},
     {"stats", makeStats, METH_VARARGS,
      "stats(paths, options, skips_damaged, /)\n--\n\n"
      "Return statistics as JSON, or None where a failure ended it, and the failures."},

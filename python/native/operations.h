@@ -10,6 +10,7 @@ namespace ryx::python {
 PyObject* checkLogs(PyObject* module, PyObject* arguments);
 PyObject* makeSchema(PyObject* module, PyObject* arguments);
 PyObject* makeStream(PyObject* module, PyObject* arguments);
+PyObject* readFirstRows(PyObject* module, PyObject* arguments);
 PyObject* makeStats(PyObject* module, PyObject* arguments);
 PyObject* makeDiff(PyObject* module, PyObject* arguments);
 PyObject* makePage(PyObject* module, PyObject* arguments);

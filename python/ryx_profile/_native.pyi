@@ -30,6 +30,18 @@ def stream(
     /,
 ) -> CapsuleType: ...
 
+# The names of the columns, and rows of them.
+def first_rows(
+    paths: Sequence[bytes],
+    table: str,
+    columns: Sequence[str] | None,
+    graphs: Sequence[str],
+    methods: Sequence[str],
+    level: int | None,
+    count: int,
+    /,
+) -> tuple[tuple[str, ...], list[tuple[int | float | str | None, ...]]]: ...
+
 # The JSON document, or None where a failure ended it.
 def stats(
     paths: Sequence[bytes], options: Mapping[str, object], skips_damaged: bool, /

@@ -2,15 +2,20 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Iterable
 from dataclasses import dataclass
 from typing import TYPE_CHECKING
 
 from ryx_profile import _native
+from ryx_profile._html_table import Cell, html_table
 from ryx_profile._sources import Sources
 
 if TYPE_CHECKING:
     from typing_extensions import CapsuleType
+
+
+_SHOWN_ROWS = 10
 
 
 @dataclass(frozen=True)
@@ -40,9 +45,11 @@ class Selection:
 
 def texts_of(values: str | int | Iterable[str | int]) -> tuple[str, ...]:
     """Return one value, or any number of them, as texts."""
-    if isinstance(values, str | int):
-        return (str(values),)
-    return tuple(str(value) for value in values)
+    items = (values,) if isinstance(values, str | int) else tuple(values)
+    for item in items:
+        if not isinstance(item, str | int):
+            raise TypeError(f"{item!r} is neither a name nor a number")
+    return tuple(str(item) for item in items)
 
 
 class Table:
@@ -69,6 +76,33 @@ class Table:
     def name(self) -> str:
         """Which table it is: "events", "messages", "executions" or "logs"."""
         return self._name
+
+    @property
+    def columns(self) -> tuple[str, ...]:
+        """The names of its columns, in order."""
+        return self._first_rows(0)[0]
+
+    def _first_rows(self, count: int) -> tuple[tuple[str, ...], list[tuple[Cell, ...]]]:
+        chosen = self._selection
+        return _native.first_rows(
+            self._sources.paths if count else (),
+            self._name,
+            chosen.columns,
+            chosen.graphs,
+            chosen.methods,
+            chosen.level,
+            count,
+        )
+
+    def _repr_html_(self) -> str:
+        """Show the first rows in a notebook; of damaged logs what comes before the damage."""
+        names, rows = self._first_rows(_SHOWN_ROWS + 1)
+        return html_table(names, rows[:_SHOWN_ROWS], has_more=len(rows) > _SHOWN_ROWS)
+
+    def __repr__(self) -> str:
+        """Name the table, its columns and its logs."""
+        paths = [os.fsdecode(path) for path in self._sources.paths]
+        return f"<ryx_profile.Table {self._name} {list(self.columns)} of {paths}>"
 
     def select(
         self,
