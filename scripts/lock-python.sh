@@ -15,3 +15,4 @@ lock() { # name python-version option...
 }
 lock test 3.10
 lock pandas3 3.11 --no-deps
+lock notebook 3.10
