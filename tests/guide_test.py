@@ -1,9 +1,9 @@
 """Runs every command that a page of the documentation shows, and compares what it prints.
 
-The commands are those of blocks fenced as ```console: a line "$ COMMAND", which goes on in the next
-line where it ends in a backslash, and below it what the command prints on both outputs. A line "..."
-stands for any number of lines, also none; blanks at the ends of lines do not count. The commands of
-a page run one after the other in one new folder, which has `samples` in it.
+The commands are those of blocks fenced as ```console: a line "$ COMMAND", which goes on in the
+next line where it ends in a backslash, and below it what the command prints on both outputs. A
+line "..." stands for any number of lines, also none; blanks at the ends of lines do not count. The
+commands of a page run one after the other in one new folder, which has `samples` in it.
 
 usage: guide_test.py TOOL_FOLDER SAMPLES PAGE...
 """
@@ -54,7 +54,7 @@ def parts_of(shown):
 def missing_part(shown, printed):
     """The first part of what is shown that is not among the lines printed, or None."""
     first, *others = parts_of(shown)
-    if printed[:len(first)] != first or not others and len(printed) != len(first):
+    if printed[:len(first)] != first or (not others and len(printed) != len(first)):
         return first or ["(nothing)"]
     at = len(first)
     for i, part in enumerate(others):
@@ -68,7 +68,8 @@ def missing_part(shown, printed):
 
 
 def check(page, tools, samples):
-    environment = dict(os.environ, PATH=f"{tools}:{os.environ['PATH']}", TZ="UTC", LC_ALL="C.UTF-8")
+    path = f"{tools}:{os.environ['PATH']}"
+    environment = dict(os.environ, PATH=path, TZ="UTC", LC_ALL="C.UTF-8")
     failures = 0
     commands = commands_of(page)
     with tempfile.TemporaryDirectory() as folder:
@@ -80,9 +81,7 @@ def check(page, tools, samples):
             output = done.stdout.decode("utf-8", "replace")
             if NO_PAGES in output:
                 continue
-            printed = [line.rstrip() for line in output.split("\n")]
-            if printed[-1] == "":
-                printed.pop()
+            printed = [line.rstrip() for line in output.splitlines()]
             part = missing_part(shown, printed)
             if part is not None:
                 failures += 1
