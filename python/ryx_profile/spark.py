@@ -40,7 +40,6 @@ if TYPE_CHECKING:
     from pyspark.sql import SparkSession
 
 TABLES = ("logs", "messages", "executions", "events")
-SUFFIXES = (".log", ".log.gz", ".log.zst")
 OPTIONS = (
     "path",
     "table",
@@ -57,7 +56,7 @@ def register(spark: SparkSession) -> None:
     """Make logs readable by `spark.read.format("ryx_profile")` in a session.
 
     `load` takes a path or a list of them. Each may have the wildcards ``*``, ``?``, ``[...]`` and
-    ``**``, and a folder stands for every .log, .log.gz and .log.zst in and below it. Options:
+    ``**``, and a folder stands for every .log in and below it. Options:
 
     table: "events" (the default), "executions", "messages" or "logs".
     columns: only these, in this order, with commas between; what is left out costs nothing.
@@ -68,8 +67,7 @@ def register(spark: SparkSession) -> None:
         names the file, the chunk and the byte. "skip": it is read up to its damage. The table
         "logs" has a row for a damaged log either way, and its column `damage` says what is wrong.
         A log that cannot be opened at all always fails the query.
-    partition_bytes: how much a task reads, about; 134217728 (128 MB) by default. The size of files
-        counts, compressed or not.
+    partition_bytes: how much a task reads, about; 134217728 (128 MiB) by default.
     """
     spark.dataSource.register(ProfileDataSource)
 
@@ -204,8 +202,8 @@ def _logs_at(pattern: str) -> list[str]:
 
 
 def _below(folder: str) -> list[str]:
-    files = glob.glob(os.path.join(glob.escape(folder), "**", "*"), recursive=True)
-    return [file for file in files if file.endswith(SUFFIXES) and os.path.isfile(file)]
+    files = glob.glob(os.path.join(glob.escape(folder), "**", "*.log"), recursive=True)
+    return [file for file in files if os.path.isfile(file)]
 
 
 def _packs(sizes: Mapping[str, int], pack_bytes: int) -> list[tuple[str, ...]]:

@@ -56,6 +56,8 @@ def spark(
         "spark.executor.extraJavaOptions": "-XX:TieredStopAtLevel=1 -XX:+UseSerialGC",
         "spark.executorEnv.PYTHONPATH": tests,  # for `die_once`
         "spark.log.level": "ERROR",
+        "spark.network.timeout": "600s",  # busy machines are slow
+        "spark.python.authenticate.socketTimeout": "600s",
         "spark.sql.execution.arrow.maxRecordsPerBatch": "1000",
         "spark.sql.shuffle.partitions": "2",
         "spark.sql.warehouse.dir": str(tmp_path_factory.mktemp("warehouse")),
