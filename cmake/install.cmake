@@ -7,6 +7,20 @@ install(TARGETS RyxGpuProfilingReader RyxProfilingReader
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS ryx_profile EXPORT RyxProfileTargets LIBRARY)
+
+# Manual pages and completions, made by the built tools.
+set(pages ${PROJECT_BINARY_DIR}/share)
+add_custom_command(
+  OUTPUT ${PROJECT_BINARY_DIR}/pages.stamp
+  COMMAND ${PROJECT_SOURCE_DIR}/packaging/make_pages.sh
+    $<TARGET_FILE_DIR:ryx-profile-log> ${pages}
+  COMMAND ${CMAKE_COMMAND} -E touch ${PROJECT_BINARY_DIR}/pages.stamp
+  DEPENDS ryx-profile-log ryx-profile-viewer ${PROJECT_SOURCE_DIR}/packaging/make_pages.sh
+  COMMENT "Making manual pages and completions"
+  VERBATIM)
+add_custom_target(ryx_pages ALL DEPENDS ${PROJECT_BINARY_DIR}/pages.stamp)
+install(DIRECTORY ${pages}/ DESTINATION ${CMAKE_INSTALL_DATADIR})
+
 install(DIRECTORY include/ryx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 # Hosts load the plug-ins with dlopen: all they build against is the interface's header.

@@ -22,7 +22,9 @@ fail() {
 
 for file in bin/ryx-profile-viewer bin/ryx-profile-log include/ryx/profile_event.h \
             include/ryx/profile_log_reader.h include/ryx/profile_log_writer.h \
-            include/ryx/profile_tables.h include/ryx/profile_arrow.h include/ryx/message_filter.h; do
+            include/ryx/profile_tables.h include/ryx/profile_arrow.h include/ryx/message_filter.h \
+            share/man/man1/ryx-profile-log-stats.1.gz \
+            share/bash-completion/completions/ryx-profile-log; do
   test -e "$prefix/$file" || fail "$file is not installed"
 done
 "$prefix/bin/ryx-profile-log" --version > /dev/null || fail "the installed tool does not run"

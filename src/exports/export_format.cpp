@@ -109,6 +109,12 @@ std::string exportFormats() {
   return list;
 }
 
+std::vector<std::string> exportFormatNames() {
+  std::vector<std::string> names;
+  for (const FormatEntry& entry : entries()) names.emplace_back(entry.name);
+  return names;
+}
+
 std::string_view nameOf(ExportFormat format) {
   return std::find_if(entries().begin(), entries().end(),
                       [&](const FormatEntry& entry) { return entry.format == format; })

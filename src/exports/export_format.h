@@ -20,6 +20,8 @@ enum class ExportFormat : uint8_t { Sqlite, Csv, Ndjson, Trace, Folded };
 /// "csv (.csv), ndjson (.ndjson, .jsonl)", for help and for messages about what is neither.
 [[nodiscard]] std::string exportFormats();
 
+[[nodiscard]] std::vector<std::string> exportFormatNames();
+
 [[nodiscard]] std::string_view nameOf(ExportFormat format);
 
 /// The format to write to `path` in: that called `name`, or where that is empty, that of the path's

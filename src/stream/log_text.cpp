@@ -32,13 +32,17 @@ std::optional<int8_t> methodCode(std::string_view text) {
   return code;
 }
 
-std::string methodNames() {
-  std::string names;
-  for (const MethodType method : EnumValuesMethodType()) {
-    if (!names.empty()) names += ", ";
-    names += EnumNameMethodType(method);
-  }
+std::vector<std::string> methodNames() {
+  std::vector<std::string> names;
+  for (const MethodType method : EnumValuesMethodType())
+    names.emplace_back(EnumNameMethodType(method));
   return names;
+}
+
+std::string methodList() {
+  std::string list;
+  for (const std::string& name : methodNames()) list += (list.empty() ? "" : ", ") + name;
+  return list;
 }
 
 std::string unitText(uint32_t unit) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "profile_log_generated.h"
 
@@ -23,8 +24,11 @@ namespace ryx::profiling {
 /// The code of a method given by its name, in any case, or as a number; empty for anything else.
 [[nodiscard]] std::optional<int8_t> methodCode(std::string_view text);
 
-/// All names, "Execute, Finalize, ...", for messages about one that is none of them.
-[[nodiscard]] std::string methodNames();
+/// All names, in the order of their codes.
+[[nodiscard]] std::vector<std::string> methodNames();
+
+/// The same as one text, "Execute, Finalize, ...", for messages about one that is none of them.
+[[nodiscard]] std::string methodList();
 
 /// The names of units by code, from 1 on.
 inline constexpr std::string_view kUnitNames[] = {"us",    "bytes",  "cycles",

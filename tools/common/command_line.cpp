@@ -13,7 +13,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/version.h"
+#include "common/manual_page.h"
 #include "common/progress.h"
+#include "common/shell_completion.h"
 #include "common/version_text.h"
 
 namespace ryx::tools {
@@ -110,6 +113,23 @@ std::string unshield(std::string& argument) {
   return {};
 }
 
+/// Thrown by an option that asks for a completion script.
+struct CallForCompletion {
+  std::string script;
+};
+
+void addCompletion(CLI::App& app) {
+  const auto print = [&app](const std::string& shell) {
+    const std::string source = app.get_name() + " --completion " + shell;
+    throw CallForCompletion{completionScript(describe(app), shell, source)};
+  };
+  app.add_option_function<std::string>(
+         "--completion", print, "Print what completes this command line in bash, zsh or fish")
+      ->check(oneOf("shell", completedShells()))
+      ->option_text("SHELL")
+      ->group("Information");
+}
+
 /// Adds to `app` and its commands what all of them have in common.
 void complete(CLI::App& app, const std::shared_ptr<CLI::FormatterBase>& formatter) {
   constexpr char kGroup[] = "Information";
@@ -121,6 +141,8 @@ void complete(CLI::App& app, const std::shared_ptr<CLI::FormatterBase>& formatte
         ->group(kGroup);
   }
   app.set_help_flag("-h,--help", "Print this help")->group(kGroup);
+  app.set_help_all_flag("--manual")->group("");
+  if (app.get_parent() == nullptr && app.get_subcommands({}).empty()) addCompletion(app);
   if (app.get_subcommands({}).empty())
     app.add_flag_callback("-q,--quiet", silenceProgress,
                           "Show no progress on a terminal while work takes long")
@@ -232,19 +254,15 @@ std::variant<Parsed, Answer, UsageError> parseCommandLine(CLI::App& app, int arg
     return Parsed{};
   } catch (const CLI::CallForHelp&) {
     return Answer{app.help()};
+  } catch (const CLI::CallForAllHelp&) {
+    return Answer{manualPage(describe(activeCommand(app)), app.get_name(), kToolVersion)};
+  } catch (const CallForCompletion& completion) {
+    return Answer{completion.script};
   } catch (const CLI::CallForVersion& version) {
     return Answer{std::string(version.what()) + "\n"};
   } catch (const CLI::ParseError& error) {
     return UsageError{explain(app, error), helpCommand(app)};
   }
-}
-
-CLI::Validator oneOf(const std::string& kind, const Names& names) {
-  const auto check = [kind, names](std::string& value) {
-    const bool isKnown = std::find(names.begin(), names.end(), value) != names.end();
-    return isKnown ? std::string() : unknownValue(kind, value, names);
-  };
-  return CLI::Validator(check, "");
 }
 
 }  // namespace ryx::tools

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <variant>
 
-#include "common/names.h"
+#include "common/command_description.h"
 
 namespace ryx::tools {
 
@@ -35,12 +35,11 @@ struct UsageError {
 
 /// Parses, and runs the callback of the command that was given, which may throw
 /// CLI::ValidationError. `app` has its operands, options and commands declared; --help, --version
-/// and the layout of the help are added here.
+/// and the layout of the help are added here, and to a tool without commands --completion. Hidden
+/// is
+/// --manual, which prints the manual page.
 [[nodiscard]] std::variant<Parsed, Answer, UsageError> parseCommandLine(CLI::App& app, int argc,
                                                                         const char* const* argv);
-
-/// The value, a `kind` of thing, is one of `names`.
-[[nodiscard]] CLI::Validator oneOf(const std::string& kind, const Names& names);
 
 /// Whether `text` is a whole decimal number of the type's range.
 template <typename Number>

@@ -12,6 +12,7 @@
 
 #include "common/input.h"
 #include "common/progress.h"
+#include "common/shell_completion.h"
 #include "exports/export_format.h"
 #include "log/commands.h"
 #include "log/diff_command.h"
@@ -23,12 +24,15 @@ namespace ryx::profiling {
 
 namespace {
 
+tools::Names tableNames() {
+  tools::Names names;
+  for (size_t i = 0; i < kTableCount; ++i) names.emplace_back(table(static_cast<TableId>(i)).name);
+  return names;
+}
+
 TableId readTable(const std::string& name) {
   if (const auto table = tableNamed(name)) return *table;
-  std::string known;
-  for (size_t i = 0; i < kTableCount; ++i)
-    known += (i == 0 ? "" : ", ") + std::string(table(static_cast<TableId>(i)).name);
-  throw CLI::ValidationError("--table: unknown table '" + name + "'; known are " + known);
+  throw CLI::ValidationError("--table: " + tools::unknownValue("table", name, tableNames()));
 }
 
 Run declareMake(CLI::App& app) {
@@ -127,10 +131,12 @@ Run declareExport(CLI::App& app) {
       ->option_text("OUT");
   app.add_option("--format", options->format,
                  "Format, where OUT's extension says none:\n" + exportFormats())
+      ->check(tools::suggested(exportFormatNames()))
       ->option_text("FORMAT");
   app.add_option("--table", options->tableName,
                  "Table to export as csv or ndjson: events (the\n"
                  "default), executions, messages or logs")
+      ->check(tools::suggested(tableNames()))
       ->option_text("NAME");
   app.add_option("--columns", options->sink.columns,
                  "Only these columns, in this order, of csv and\nndjson")
@@ -157,6 +163,19 @@ Run declareExport(CLI::App& app) {
     if (!options->isForced) requireAbsent(options->sink.outputPath);
     tools::silenceProgressBeside(options->sink.outputPath);
     return exportTables(options->logPaths, options->filter, **sink);
+  };
+}
+
+Run declareCompletion(CLI::App& app) {
+  const auto shell = std::make_shared<std::string>();
+  app.add_option("SHELL", *shell, "bash, zsh or fish")
+      ->required()
+      ->check(tools::oneOf("shell", tools::completedShells()))
+      ->option_text(" ");
+  return [&app, shell] {
+    const CLI::App& tool = *app.get_parent();
+    const std::string source = tool.get_name() + " completion " + *shell;
+    return tools::printOutput(tools::completionScript(tools::describe(tool), *shell, source));
   };
 }
 
@@ -240,6 +259,15 @@ const std::vector<Command>& commandTable() {
      declareExport},
 
     {"html", "Write a page that shows where the time and memory went", kHtmlDetails, declareHtml},
+
+    {"completion", "Print what completes this tool's command line in a shell",
+     "Completes commands, options and values. The script of the viewer is printed by\n"
+     "'ryx-profile-viewer --completion SHELL'.\n\n"
+     "Examples:\n"
+     "  source <(ryx-profile-log completion bash)\n"
+     "  ryx-profile-log completion zsh > ~/.zfunc/_ryx-profile-log\n"
+     "  ryx-profile-log completion fish > ~/.config/fish/completions/ryx-profile-log.fish\n",
+     declareCompletion},
   };
   // clang-format on
   return kCommands;

@@ -25,7 +25,7 @@ using tools::readNumber;
 
 int8_t readMethod(const std::string& text) {
   if (const auto method = methodCode(text)) return *method;
-  throw CLI::ValidationError("--method: unknown method '" + text + "'; known are " + methodNames() +
+  throw CLI::ValidationError("--method: " + tools::unknownValue("method", text, methodNames()) +
                              ", and numbers between -128 and 127");
 }
 
@@ -78,6 +78,7 @@ void addFilter(CLI::App& app, MessageFilter& filter) {
          },
          "Only messages of this method: Execute, NetRun,\n"
          "..., in any case, or a number; may be repeated")
+      ->check(tools::suggested(methodNames()))
       ->allow_extra_args(false)
       ->option_text("NAME");
   addNumber<int8_t>(app, "--level", "N",
@@ -104,6 +105,7 @@ void addWarmUp(CLI::App& app, std::string& text) {
                  "with auto those before its steady state, or none;\n"
                  "default " +
                      text)
+      ->check(tools::suggested({"auto", "none"}))
       ->option_text("N");
 }
 

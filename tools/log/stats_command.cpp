@@ -149,6 +149,7 @@ Run declareStats(CLI::App& app) {
                  "Group events by path, identifier, type (what\n"
                  "follows the last colon), or the first capture\n"
                  "of REGEX in the identifier; default path")
+      ->check(tools::suggested({"path", "identifier", "type"}))
       ->option_text("WHAT");
   tools::addNumber<size_t>(app, "--depth", "N", "Only events of a depth up to N; roots are 0",
                            [options](size_t depth) { options->statistics.events.depth = depth; });

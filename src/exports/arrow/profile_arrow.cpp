@@ -88,7 +88,7 @@ Selection readSelection(const char* tableName, const ryx_profile_selection& give
   for (const std::string& name : texts(given.methods, given.method_count, "a method")) {
     const auto code = methodCode(name);
     if (!code)
-      throw std::invalid_argument("unknown method '" + name + "'; known are " + methodNames());
+      throw std::invalid_argument("unknown method '" + name + "'; known are " + methodList());
     selection.filter.methods.push_back(*code);
   }
   if ((given.flags & ~(RYX_PROFILE_LEVEL | RYX_PROFILE_SKIP_DAMAGED)) != 0)
