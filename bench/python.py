@@ -52,8 +52,8 @@ class Bench:
         """Export events as Parquet; return the bytes that are written."""
         out = self._work / "out"
         shutil.rmtree(out, ignore_errors=True)
-        arguments = ["-m", "ryx_profile", "parquet", "-o", out, "-j", str(workers), *logs]
-        self.time(name, sys.executable, *arguments)
+        command = [sys.executable, "-m", "ryx_profile", "parquet", "-j", str(workers)]
+        self.time(name, *command, "-o", out, *logs)
         return sum(file.stat().st_size for file in out.rglob("*.parquet"))
 
 

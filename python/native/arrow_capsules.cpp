@@ -22,7 +22,7 @@ Reference makeCapsule(Content<Structure> content, const char* name) {
     Content<Structure>(static_cast<Structure*>(PyCapsule_GetPointer(capsule, held)));
   };
   auto capsule = owned(PyCapsule_New(content.get(), name, destroy));
-  content.release();
+  static_cast<void>(content.release());
   return capsule;
 }
 

@@ -15,23 +15,22 @@ void requireGood(int error) {
   throw std::invalid_argument(ryx_profile_last_error());
 }
 
+/// Never empty, since a place to no text is not the same as no place.
+std::vector<const char*> pointersTo(const std::vector<std::string>& texts) {
+  std::vector<const char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (const std::string& text : texts) pointers.push_back(text.c_str());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
 int tryToOpen(const std::vector<std::string>& paths, Profile& profile) {
-  std::vector<const char*> names;
-  for (const std::string& path : paths) names.push_back(path.c_str());
-  names.push_back(nullptr);
+  const std::vector<const char*> names = pointersTo(paths);
   const WithoutInterpreter released;
   ryx_profile* opened = nullptr;
   const int error = ryx_profile_open(names.data(), paths.size(), &opened);
   profile.reset(opened);
   return error;
-}
-
-/// Never empty, since a place to no text is not the same as no place.
-std::vector<const char*> pointersTo(const std::vector<std::string>& texts) {
-  std::vector<const char*> pointers;
-  for (const std::string& text : texts) pointers.push_back(text.c_str());
-  pointers.push_back(nullptr);
-  return pointers;
 }
 
 }  // namespace
@@ -64,7 +63,7 @@ SelectionArguments::SelectionArguments(PyObject* columns, PyObject* graphs, PyOb
   selection_.methods = methodTexts_.data();
   selection_.method_count = methods_.size();
   if (level != Py_None) {
-    selection_.level = readLevel(level);
+    selection_.level = int{readLevel(level)};
     selection_.flags |= RYX_PROFILE_LEVEL;
   }
   if (skipsDamaged) selection_.flags |= RYX_PROFILE_SKIP_DAMAGED;

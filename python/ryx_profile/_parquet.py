@@ -177,7 +177,9 @@ def _export_by(worker: _Worker, job: Job) -> Exported:
 
 
 def _is_shown(progress: bool | None) -> bool:
-    return sys.stderr.isatty() if progress is None else progress
+    if progress is not None:
+        return progress
+    return sys.stderr.isatty() and os.environ.get("TERM") != "dumb"
 
 
 def _ignored(_count: int | None) -> None:

@@ -128,6 +128,19 @@ def test_damage_is_said_each_time(damaged: Path, tmp_path: Path) -> None:
     )
 
 
+def test_progress_is_a_line_that_goes(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
+    rp.to_parquet([SAMPLE, SAMPLE.with_name("backbone-1.log")], tmp_path, progress=True)
+    lines = capsys.readouterr().err.split("\r\033[K")
+    assert lines == [
+        "",
+        f"exporting [{'#' * 15}{'.' * 15}] 1 of 2 logs",
+        f"exporting [{'#' * 30}] 2 of 2 logs",
+        "",
+    ]
+    rp.to_parquet(SAMPLE, tmp_path)
+    assert capsys.readouterr().err == "", "no terminal, no progress"
+
+
 def test_wrong_usage_makes_nothing(tmp_path: Path) -> None:
     out = tmp_path / "out"
     assert "events has no column x" in run(SAMPLE, "-o", out, "--columns", "x", status=2)
