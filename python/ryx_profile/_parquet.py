@@ -151,11 +151,13 @@ def _exported(jobs: list[Job], workers: int) -> Iterator[Exported]:
 
 
 def _start_worker() -> _Worker:
+    # A session of its own, so that a terminal interrupts the parent alone, which ends the others.
     return subprocess.Popen(
         [sys.executable, "-m", "ryx_profile._parquet_worker"],
         stdin=subprocess.PIPE,
         stdout=subprocess.PIPE,
         encoding="ascii",
+        start_new_session=True,
     )
 
 

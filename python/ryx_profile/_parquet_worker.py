@@ -38,5 +38,5 @@ def main() -> None:
 
 
 if __name__ == "__main__":
-    with suppress(KeyboardInterrupt, BrokenPipeError):
+    with suppress(BrokenPipeError):
         main()

@@ -163,7 +163,7 @@ def test_an_interrupted_run_leaves_whole_files(
     number: signal.Signals, heavy: list[Path], tmp_path: Path
 ) -> None:
     out = tmp_path / "out"
-    # A group of its own, which a terminal's interrupt goes to as a whole.
+    # A group of its own, which a terminal interrupts as a whole.
     process = subprocess.Popen(
         command(*heavy, "-o", out, "-j", "2"), start_new_session=True, stderr=subprocess.PIPE
     )
