@@ -111,7 +111,7 @@ MessageFilter readFilter(const Options& options) {
   options.read("method", methods);
   for (const std::string& name : methods) {
     const auto code = methodCode(name);
-    if (!code) Options::refuse("method", name, "is unknown; known are " + methodNames());
+    if (!code) Options::refuse("method", name, "is unknown; known are " + methodList());
     filter.methods.push_back(*code);
   }
   if (PyObject* level = options.find("level")) filter.level = readLevel(level);
