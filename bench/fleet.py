@@ -31,17 +31,20 @@ FEW = ["graph", "identifier", "value"]
 
 
 def scan(logs: list[Path]) -> None:
+    """Read all columns of the events with the package alone."""
     for _ in pyarrow.RecordBatchReader.from_stream(rp.open(logs).events):
         pass
 
 
 def write_parquet(logs: list[Path], workers: int) -> None:
+    """Export the events with so many processes."""
     folder = tempfile.mkdtemp()
     rp.to_parquet(logs, folder, "events", workers=workers, progress=False)
     shutil.rmtree(folder)
 
 
 def start_spark(workers: int) -> SparkSession:
+    """Return a session of so many threads, each with a Python process."""
     os.environ["PYSPARK_PYTHON"] = sys.executable
     os.environ["SPARK_LOCAL_IP"] = "127.0.0.1"
     builder = SparkSession.builder.master(f"local[{workers}]").config("spark.ui.enabled", "false")
@@ -51,6 +54,7 @@ def start_spark(workers: int) -> SparkSession:
 
 
 def ask_spark(spark: SparkSession, folder: Path, columns: list[str] | None) -> None:
+    """Read all columns of the events, or some."""
     options = {"columns": ",".join(columns)} if columns else {}
     reader = spark.read.format("ryx_profile").options(partition_bytes=16 << 20, **options)
     events = reader.load(str(folder))
@@ -58,12 +62,14 @@ def ask_spark(spark: SparkSession, folder: Path, columns: list[str] | None) -> N
 
 
 def best(times: dict[str, float], what: str, action: Callable[[], None]) -> None:
+    """Keep how long the action takes, where that is less than before."""
     begin = time.monotonic()
     action()
     times[what] = min(times.get(what, float("inf")), time.monotonic() - begin)
 
 
 def measure(logs: list[Path], folder: Path) -> dict[str, float]:
+    """Return the seconds that each took."""
     times: dict[str, float] = {}
     for _ in range(ROUNDS):
         best(times, "scan", lambda: scan(logs))
@@ -81,6 +87,7 @@ def measure(logs: list[Path], folder: Path) -> dict[str, float]:
 
 
 def main() -> None:
+    """Make the logs, measure, print the ratios."""
     arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     arguments.add_argument("--logs", type=int, default=200)
     arguments.add_argument("make_log")
