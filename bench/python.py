@@ -41,7 +41,11 @@ class Bench:
         return path
 
     def time(self, name: str, *command: str | Path) -> None:
-        """Run a process; keep its seconds, and its peak memory in bytes as `<name>-memory`."""
+        """Run a process; keep its seconds, and its peak memory in bytes as `<name>-memory`.
+
+        Before it, memory is taken and given back, as bench/compare.sh does and says why.
+        """
+        subprocess.run([self._binaries / "ryx-bench-warm-memory", str(2_300_000_000)], check=True)
         program = self._binaries / "ryx-bench-run-timed"
         answer = subprocess.check_output([program, self._work / "stdout", *command], text=True)
         seconds, _, peak, *_ = answer.split()
