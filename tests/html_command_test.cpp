@@ -37,6 +37,7 @@ class HtmlCommandTest : public ToolboxTest {
 
 TEST_F(HtmlCommandTest, PagesAreWholeOrNotThere) {
   write("taken.html", "mine");
+  runScript("gzip <run.log >packed.log.gz", {}, folder_.path());
   const struct {
     const char* arguments;
     int status;
@@ -44,6 +45,7 @@ TEST_F(HtmlCommandTest, PagesAreWholeOrNotThere) {
     const char* holds;
   } kCases[] = {
       {"run.log", 0, "run.html", "Profile of a run"},
+      {"packed.log.gz", 0, "packed.html", "Profile of a run"},
       {"run.log damaged.log", 1, "damaged.html", "A log is damaged."},
       {"--base run.log run.log --new run.log -o sets.html", 0, "sets.html", "run.log and 1 more"},
       {"damaged.log -o part.html", 1, "part.html", "This log is damaged."},

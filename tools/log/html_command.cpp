@@ -33,7 +33,9 @@ struct HtmlOptions {
 
 std::string defaultOutput(const std::string& logPath) {
   if (logPath == kStandardOutput) return kStandardOutput;
-  return std::filesystem::path(logPath).stem().string() + ".html";
+  std::filesystem::path name = std::filesystem::path(logPath).filename();
+  if (name.extension() == ".gz" || name.extension() == ".zst") name = name.stem();
+  return name.stem().string() + ".html";
 }
 
 bool writePage(const std::string& outputPath, const std::string& page) {
