@@ -64,7 +64,16 @@ std::vector<std::string> salvaged(std::string_view bytes) {
   return found.chunks;
 }
 
-/// Where the chunks of a log are whose every chunk has messages; nothing for any other input.
+/// Whether a chunk verifies without its end, which could be another chunk then: no builder leaves
+/// so much after the last table.
+bool hasRoomForAnother(const uint8_t* bytes, uint64_t size) {
+  constexpr uint64_t kSmallest = kSizePrefixBytes + kMinChunkBytes;
+  return size >= kSmallest + kMinChunkBytes &&
+         verifyChunk(bytes, static_cast<size_t>(size - kSmallest));
+}
+
+/// Where the chunks of a log are whose every chunk has messages and ends with them; nothing for any
+/// other input.
 std::vector<size_t> chunkOffsets(std::string_view log) {
   std::vector<size_t> offsets;
   MemoryFile file(log);
@@ -72,7 +81,7 @@ std::vector<size_t> chunkOffsets(std::string_view log) {
     const auto size = framedBytes(file.get(), at);
     const auto* bytes = reinterpret_cast<const uint8_t*>(log.data()) + at + kSizePrefixBytes;
     if (!size || probeFramedChunk(file.get(), at) != ChunkProbe::Messages ||
-        !verifyChunk(bytes, static_cast<size_t>(*size)))
+        !verifyChunk(bytes, static_cast<size_t>(*size)) || hasRoomForAnother(bytes, *size))
       return {};
     offsets.push_back(at);
     at += kSizePrefixBytes + static_cast<size_t>(*size);
