@@ -120,6 +120,25 @@ std::optional<std::string> statsText(const std::vector<std::string>& paths,
   return text;
 }
 
+/// What `print` makes of the comparison and the runs of both sides; nothing where one has none.
+template <typename Print>
+std::optional<std::string> compare(const std::vector<std::string>& base,
+                                   const std::vector<std::string>& next,
+                                   const DiffArguments& arguments, Failures& failures,
+                                   WithoutInterpreter& released, Print print) {
+  const EventView& view = arguments.view;
+  const Sources baseRuns = readRuns(base, arguments.warmUp, view, failures, released);
+  const Sources nextRuns = readRuns(next, arguments.warmUp, view, failures, released);
+  if (failures.isOver() || baseRuns.empty() || nextRuns.empty()) return std::nullopt;
+  const ComparisonResult result = {compareRuns(baseRuns, nextRuns, arguments.options),
+                                   arguments.options,
+                                   base,
+                                   next,
+                                   arguments.warmUpText,
+                                   arguments.by};
+  return print(result, baseRuns, nextRuns);
+}
+
 std::optional<std::string> diffText(const std::vector<std::string>& base,
                                     const std::vector<std::string>& next, DiffArguments arguments,
                                     Failures& failures) {
@@ -129,18 +148,12 @@ std::optional<std::string> diffText(const std::vector<std::string>& base,
   EventView& view = arguments.view;
   if (functions.groupOf != nullptr) view.groupOf = asGrouping(functions.groupOf, released);
   if (functions.ignores != nullptr) options.ignores = asPredicate(functions.ignores, released);
-  const Sources baseRuns = readRuns(base, arguments.warmUp, view, failures, released);
-  const Sources nextRuns = readRuns(next, arguments.warmUp, view, failures, released);
-  if (failures.isOver() || baseRuns.empty() || nextRuns.empty()) return std::nullopt;
-  const ComparisonResult result = {compareRuns(baseRuns, nextRuns, options),
-                                   options,
-                                   base,
-                                   next,
-                                   arguments.warmUpText,
-                                   arguments.by};
-  std::string text;
-  writeDiffJson(result, appendingTo(text));
-  return text;
+  return compare(base, next, arguments, failures, released,
+                 [](const ComparisonResult& result, const Sources&, const Sources&) {
+                   std::string text;
+                   writeDiffJson(result, appendingTo(text));
+                   return text;
+                 });
 }
 
 std::optional<std::string> pageOfRun(const std::string& path, Failures& failures,
@@ -155,18 +168,11 @@ std::optional<std::string> pageOfRun(const std::string& path, Failures& failures
 std::optional<std::string> pageOfComparison(const std::vector<std::string>& base,
                                             const std::vector<std::string>& next,
                                             Failures& failures, WithoutInterpreter& released) {
-  const DiffArguments defaults = {};
-  const WarmUpRule warmUp = {WarmUpRule::Mode::Auto, 0};
-  const Sources baseRuns = readRuns(base, warmUp, defaults.view, failures, released);
-  const Sources nextRuns = readRuns(next, warmUp, defaults.view, failures, released);
-  if (failures.isOver() || baseRuns.empty() || nextRuns.empty()) return std::nullopt;
-  const ComparisonResult result = {compareRuns(baseRuns, nextRuns, defaults.options),
-                                   defaults.options,
-                                   base,
-                                   next,
-                                   defaults.warmUpText,
-                                   defaults.by};
-  return comparisonPage(result, baseRuns, nextRuns, failures.texts());
+  return compare(base, next, DiffArguments(), failures, released,
+                 [&failures](const ComparisonResult& result, const Sources& baseRuns,
+                             const Sources& nextRuns) {
+                   return comparisonPage(result, baseRuns, nextRuns, failures.texts());
+                 });
 }
 
 /// Writes the page, and returns whether there is one.

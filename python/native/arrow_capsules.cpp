@@ -4,6 +4,7 @@
 // A capsule that nobody took its content from releases it; one that was emptied has only the
 // structure left, which is freed.
 
+#include "base/text_list.h"
 #include "native/arguments.h"
 #include "native/operations.h"
 #include "native/streams.h"
@@ -31,12 +32,6 @@ std::vector<std::string> columnsOf(const ArrowSchema& schema) {
   for (int64_t i = 0; i < schema.n_children; ++i)
     names.emplace_back(schema.children[i]->name != nullptr ? schema.children[i]->name : "");
   return names;
-}
-
-std::string joined(const std::vector<std::string>& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
 }
 
 /// A consumer may wish for other types, and casts what it gets; it must mean the same columns.

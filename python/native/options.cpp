@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "analysis/choices.h"
+#include "base/text_list.h"
 #include "native/arguments.h"
 #include "stream/log_text.h"
 #include "stream/log_time.h"
@@ -111,7 +112,7 @@ MessageFilter readFilter(const Options& options) {
   options.read("method", methods);
   for (const std::string& name : methods) {
     const auto code = methodCode(name);
-    if (!code) Options::refuse("method", name, "is unknown; known are " + methodList());
+    if (!code) Options::refuse("method", name, "is unknown; known are " + joined(methodNames()));
     filter.methods.push_back(*code);
   }
   if (PyObject* level = options.find("level")) filter.level = readLevel(level);

@@ -27,7 +27,7 @@ struct StatsArguments {
 struct DiffArguments {
   profiling::ComparisonOptions options;
   profiling::EventView view;
-  profiling::WarmUpRule warmUp;
+  profiling::WarmUpRule warmUp = {profiling::WarmUpRule::Mode::Auto, 0};
   // As the options say them:
   std::string warmUpText = "auto";
   std::string by = "path";

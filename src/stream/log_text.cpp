@@ -39,12 +39,6 @@ std::vector<std::string> methodNames() {
   return names;
 }
 
-std::string methodList() {
-  std::string list;
-  for (const std::string& name : methodNames()) list += (list.empty() ? "" : ", ") + name;
-  return list;
-}
-
 std::string unitText(uint32_t unit) {
   if (unit < 1 || unit > std::size(kUnitNames)) return std::to_string(unit);
   return std::string(kUnitNames[unit - 1]);

@@ -27,9 +27,6 @@ namespace ryx::profiling {
 /// All names, in the order of their codes.
 [[nodiscard]] std::vector<std::string> methodNames();
 
-/// The same as one text, "Execute, Finalize, ...", for messages about one that is none of them.
-[[nodiscard]] std::string methodList();
-
 /// The names of units by code, from 1 on.
 inline constexpr std::string_view kUnitNames[] = {"us",    "bytes",  "cycles",
                                                   "count", "object", "none"};

@@ -8,6 +8,8 @@
 #include <cctype>
 #include <sstream>
 
+#include "base/text_list.h"
+
 namespace ryx::tools {
 namespace {
 
@@ -24,12 +26,6 @@ Names wordsOf(const std::string& text) {
   return words;
 }
 
-std::string joined(const Names& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : " ") + name;
-  return text;
-}
-
 Names choicesOf(const CLI::Option& option) {
   const std::string type = option.get_type_name();
   const size_t colon = type.find(':');
@@ -40,7 +36,7 @@ OptionDescription describe(const CLI::Option& option) {
   OptionDescription result;
   for (const std::string& name : option.get_snames()) result.names.push_back("-" + name);
   for (const std::string& name : option.get_lnames()) result.names.push_back("--" + name);
-  result.description = joined(wordsOf(option.get_description()));
+  result.description = joined(wordsOf(option.get_description()), " ");
   result.choices = choicesOf(option);
   result.isRepeatable = option.get_expected_max() > 1;
   if (option.get_positional()) {
@@ -85,11 +81,11 @@ CLI::Validator oneOf(const std::string& kind, const Names& names) {
   const auto check = [kind, names](std::string& value) {
     return contains(names, value) ? std::string() : unknownValue(kind, value, names);
   };
-  return {check, joined(names)};
+  return {check, joined(names, " ")};
 }
 
 CLI::Validator suggested(const Names& names) {
-  return {[](std::string&) { return std::string(); }, joined(names)};
+  return {[](std::string&) { return std::string(); }, joined(names, " ")};
 }
 
 }  // namespace ryx::tools

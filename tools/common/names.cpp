@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <numeric>
 
+#include "base/text_list.h"
+
 namespace ryx::tools {
 namespace {
 
@@ -28,12 +30,6 @@ size_t editDistance(std::string_view one, std::string_view other) {
     last = std::move(row);
   }
   return last.back();
-}
-
-std::string listed(const Names& names) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-  return text;
 }
 
 std::string unknown(std::string_view kind, std::string_view name) {
@@ -59,7 +55,7 @@ std::string nearestName(std::string_view name, const Names& known) {
 }
 
 std::string unknownValue(std::string_view kind, std::string_view value, const Names& known) {
-  return unknown(kind, value) + "known are " + listed(known);
+  return unknown(kind, value) + "known are " + joined(known);
 }
 
 std::string unknownName(std::string_view kind, std::string_view name, const Names& known) {

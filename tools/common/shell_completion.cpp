@@ -10,14 +10,10 @@
 
 #include <algorithm>
 
+#include "base/text_list.h"
+
 namespace ryx::tools {
 namespace {
-
-std::string joined(const Names& names, const char* separator) {
-  std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : separator) + name;
-  return text;
-}
 
 /// A name that a shell function may have.
 std::string functionOf(const CommandDescription& tool) {

@@ -16,6 +16,7 @@
 
 #include "base/descriptor.h"
 #include "base/printable_text.h"
+#include "base/text_list.h"
 #include "exports/arrow/arrow_stream.h"
 #include "stream/log_text.h"
 
@@ -88,7 +89,8 @@ Selection readSelection(const char* tableName, const ryx_profile_selection& give
   for (const std::string& name : texts(given.methods, given.method_count, "a method")) {
     const auto code = methodCode(name);
     if (!code)
-      throw std::invalid_argument("unknown method '" + name + "'; known are " + methodList());
+      throw std::invalid_argument("unknown method '" + name + "'; known are " +
+                                  joined(methodNames()));
     selection.filter.methods.push_back(*code);
   }
   if ((given.flags & ~(RYX_PROFILE_LEVEL | RYX_PROFILE_SKIP_DAMAGED)) != 0)
