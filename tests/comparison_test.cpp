@@ -145,7 +145,7 @@ TEST(Comparison, OneBuildIsQuiet) {
 TEST(Comparison, OneSlowOperatorIsFoundAndNamed) {
   constexpr int kTwoPercent = 9;  // of what an execution takes
   const Build slow{0, 0, kTwoPercent};
-  for (const size_t runs : {1, 3}) {
+  for (const size_t runs : {1U, 3U}) {
     const Tally tally = compareBuilds(runs, {}, slow);
     EXPECT_GE(tally.found, kSeeds * 95 / 100) << runs;
     EXPECT_LE(tally.accused, kSeeds / 20) << runs;

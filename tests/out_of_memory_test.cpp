@@ -165,7 +165,7 @@ class OutOfMemoryTest : public testing::Test {
 };
 
 using Readers = testing::Types<RyxProfileLogReader, RyxProfileLogReaderGPU>;
-TYPED_TEST_SUITE(OutOfMemoryTest, Readers);
+TYPED_TEST_SUITE(OutOfMemoryTest, Readers, );
 
 TYPED_TEST(OutOfMemoryTest, EveryAllocationMayFail) {
   const std::string first = this->reportsOfAFreshReader();

@@ -69,10 +69,10 @@ class StatsCommandTest : public ToolboxTest {
   }
 
   /// Executions of "net" that take so many microseconds one after the other.
-  void makeSeries(const std::string& log, const std::vector<int>& durations) {
+  void makeSeries(const std::string& log, const std::vector<uint64_t>& durations) {
     std::string messages;
     uint64_t now = 0;
-    for (const int duration : durations) {
+    for (const uint64_t duration : durations) {
       messages += "{timestamp: {}, method_type: Execute, text: \"net\", timing: {start: " +
                   std::to_string(now) + ", end: " + std::to_string(now + duration) + "}},\n";
       now += duration + 10;
@@ -158,8 +158,8 @@ TEST_F(StatsCommandTest, OptionsSayWhichEventsAndHow) {
 }
 
 TEST_F(StatsCommandTest, WarmUpIsFoundAndLeftOutLogByLog) {
-  std::vector<int> durations(60, 100);
-  for (size_t i = 0; i < durations.size(); ++i) durations[i] += static_cast<int>(i % 3);
+  std::vector<uint64_t> durations(60, 100);
+  for (size_t i = 0; i < durations.size(); ++i) durations[i] += i % 3;
   makeSeries("steady.log", durations);
   std::fill(durations.begin(), durations.begin() + 4, 300);
   durations[40] = 150;
@@ -213,7 +213,7 @@ TEST_F(StatsCommandTest, WhatIsLeftOutIsSaid) {
             "ryx-profile-log: a.log: net (Execute): 1 event with numbers too large for a double, "
             "which are null\n");
 
-  std::vector<int> durations(400, 100);
+  std::vector<uint64_t> durations(400, 100);
   for (size_t i = 0; i < durations.size(); i += 3) durations[i] = 101;
   std::fill(durations.begin(), durations.begin() + 99, 900);
   std::fill(durations.end() - 9, durations.end(), 10);

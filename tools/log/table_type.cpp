@@ -147,7 +147,7 @@ bool TableFields::has(const FieldType& field) const {
 flatbuffers::uoffset_t TableFields::write(flatbuffers::FlatBufferBuilder& builder) const {
   const flatbuffers::uoffset_t start = builder.StartTable();
   // The largest first, so that none needs padding.
-  for (const size_t bytes : {8, 4, 1}) {
+  for (const size_t bytes : {8U, 4U, 1U}) {
     for (auto value = values_.rbegin(); value != values_.rend(); ++value) {
       const FieldType& field = *value->field;
       if (field.bytes() != bytes) continue;
