@@ -12,6 +12,8 @@
 
 #include "exports/arrow/arrow_stream.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -28,8 +30,11 @@ namespace ryx::profiling {
 namespace {
 
 constexpr size_t kAlignment = 64;
+constexpr size_t kLargePage = size_t{2} << 20;
 
-size_t padded(size_t bytes) { return (bytes + kAlignment - 1) / kAlignment * kAlignment; }
+size_t padded(size_t bytes, size_t alignment = kAlignment) {
+  return (bytes + alignment - 1) / alignment * alignment;
+}
 
 const char* formatOf(ColumnType type) {
   switch (type) {
@@ -115,9 +120,15 @@ ArrowSchema tableSchema(const std::vector<const Column*>& columns) {
 /// Memory aligned as Arrow recommends. Its pieces are handed out in turn.
 class Block {
  public:
-  explicit Block(size_t bytes)
-      : bytes_(static_cast<uint8_t*>(std::aligned_alloc(kAlignment, padded(bytes + 1)))) {
+  explicit Block(size_t bytes) {
+    // Large ones on large pages, if the kernel has some: whoever keeps a table waits for its memory
+    // longer than for what is written there.
+    const bool isLarge = bytes >= kLargePage;
+    const size_t alignment = isLarge ? kLargePage : kAlignment;
+    const size_t size = padded(bytes + 1, alignment);
+    bytes_.reset(static_cast<uint8_t*>(std::aligned_alloc(alignment, size)));
     if (bytes_ == nullptr) throw std::bad_alloc();
+    if (isLarge) madvise(bytes_.get(), size, MADV_HUGEPAGE);
   }
 
   /// A copy of so many bytes, padded with zeros.
