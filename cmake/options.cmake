@@ -4,6 +4,8 @@ target_compile_features(ryx_options INTERFACE cxx_std_17)
 target_compile_options(ryx_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>)
+# Nothing that is built says in which folder that was.
+target_compile_options(ryx_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 target_include_directories(ryx_options INTERFACE
   ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src
   ${PROJECT_SOURCE_DIR}/tools)

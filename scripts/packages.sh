@@ -2,11 +2,11 @@
 # shellcheck shell=bash disable=SC2034
 
 build_packages=(
-  g++ cmake ninja-build
+  g++ cmake ninja-build dpkg-dev file
   flatbuffers-compiler libflatbuffers-dev rapidjson-dev libcli11-dev libmimalloc-dev
   libboost-dev libre2-dev libsqlite3-dev libzstd-dev zlib1g-dev
 )
-test_packages=(libgtest-dev binutils pkg-config zstd python3 sqlite3 jq zsh fish groff)
+test_packages=(libgtest-dev binutils pkg-config zstd python3 sqlite3 jq zsh fish groff lintian)
 bench_packages=(libbenchmark-dev)
 lint_packages=(git clang-format clang-tidy shellcheck)
 fuzz_packages=(clang libclang-rt-14-dev)
