@@ -5,19 +5,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
+source scripts/python-environment.sh
 
-export PIP_DISABLE_PIP_VERSION_CHECK=1
-venv=build/python-tests
 pandas3=build/python-pandas3
-python=$venv/bin/python
 
-# Each is made anew when its lock has changed.
-make_environment() {
-  local lock=python/requirements-test.txt
-  cmp -s "$lock" "$venv/lock.txt" && return
-  python3 -m venv --clear "$venv" && "$python" -m pip install --quiet --require-hashes -r "$lock" &&
-    cp "$lock" "$venv/lock.txt"
-}
 # The other version of pandas, to be put before the environment's. It takes Python 3.11.
 make_pandas3() {
   local lock=python/requirements-pandas3.txt
@@ -29,14 +20,13 @@ make_pandas3() {
 }
 
 scripts/install-packages.sh "${python_packages[@]}"
-if ! make_environment || ! make_pandas3; then
+if ! make_python_environment || ! make_pandas3; then
   echo "the Python package's tests are left out: pip could not fetch what they take" >&2
   [ "${CI:-}" != true ]
   exit
 fi
 
-rm -rf build/wheels
-"$python" -m pip wheel --quiet --no-deps --no-build-isolation --wheel-dir build/wheels .
+make_wheel build/wheels
 "$python" -m pip install --quiet --no-deps --no-index --force-reinstall build/wheels/*.whl
 
 "$python" -m ruff check --quiet

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the release and runs its tests.
 #
-# With --all, as CI runs it, also: format and lint, every test under the address and
-# undefined-behaviour sanitizers, the unit tests under the thread sanitizer, and where the
+# With --all, as CI runs it, also: the files of a release, format and lint, every test under the
+# address and undefined-behaviour sanitizers, the unit tests under the thread sanitizer, and where the
 # environment says CI=true a minute of attacks on the built tools and half of one of each fuzzer.
 # Ends with the time that each step took.
 set -euo pipefail
@@ -33,6 +33,15 @@ test_release() {
   cmake --build --preset release
   ctest --preset release
 }
+test_release_files() {
+  if ! git diff --quiet HEAD || [ ! -x build/python-tests/bin/python ]; then
+    echo "left out: it takes a commit without changes beside it, and the Python environment"
+    return
+  fi
+  rm -rf build/release-files
+  scripts/release.sh build/release-files
+  (cd build/release-files && sha256sum --check --quiet SHA256SUMS)
+}
 test_asan() {
   cmake --preset asan -DRYX_BUILD_TESTS=ON
   cmake --build --preset asan
@@ -52,6 +61,7 @@ step "page tests" scripts/test-page.sh
 step "timelines in another program" scripts/test-timeline.sh
 step "Python package" scripts/test-python.sh
 if $all; then
+  step "files of a release" test_release_files
   step "format and lint" scripts/lint.sh
   step "address and undefined-behaviour sanitizers" test_asan
   step "thread sanitizer" test_tsan
