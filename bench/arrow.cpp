@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-arrow LOG: the table of events as an Arrow stream out of the C library, each batch
 // released before the next. Prints its seconds without those of starting up.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Measures the reader, the viewer and the writer, and prints one table of ratios: to the floor (read
 # each chunk, verify it, drop it), to flatc, to the log's size, to a log with fewer executions, and
 # to a writer that does not look for texts that repeat.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """What a second worker buys for 200 logs, and what Spark costs, as ratios of one run.
 
 usage: fleet.py [--logs N] RYX-BENCH-MAKE-LOG

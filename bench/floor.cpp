@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-floor: the floor, as a process. Prints its seconds without those of starting up.
 
 #include <cstdio>

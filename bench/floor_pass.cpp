@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nothing is done with a chunk but what no reader can leave out: it is read, and verified once. So
 // a reader's time by this one's tells what the reader itself costs, on any machine and for a log of
 // any size.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least that any reader of logs has to do, and what the others are compared to.
 
 #ifndef RYX_BENCH_FLOOR_PASS_H

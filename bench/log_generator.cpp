@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What matters for a measurement is what a reader's speed depends on: how often texts repeat and
 // how long they are, which fields are there, in which order messages come. So every execution of a
 // graph carries the same identifiers (each once), graphs do not share theirs, texts have 20 to 40

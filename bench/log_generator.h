@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Large logs to measure with, written as a back end would write them.
 //
 // A log is a function of its shape alone: two calls write the same bytes.

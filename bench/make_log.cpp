@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-make-log: writes a log of a standard shape, or of any other.
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reader's jobs one by one, over small logs of the standard shapes.
 //
 // Every benchmark measures the floor of its log as well, and shows its own time as a ratio to it

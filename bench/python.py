@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Measures the Python package on the deep run, and prints a table of ratios.
 
 To C++ reading the same stream (bench/arrow.cpp), to the log's size, and to one worker. Takes the

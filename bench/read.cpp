@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-read: a reader plug-in reads a log. Prints the seconds from a new reader to complete
 // statistics, without those of loading the plug-in and of destroying the reader.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-run-timed: runs a command, its standard output in a file, and prints the wall seconds
 // and the peak memory in bytes of the whole process.
 //

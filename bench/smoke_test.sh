@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs everything in bench/ on logs so small that the times mean nothing: that it runs, and that
 # every row comes out with a number. The argument is the build to run.
 set -euo pipefail

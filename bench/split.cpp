@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-split: writes each chunk of a log to a file of its own, for tools that know only those.
 
 #include <cstdio>

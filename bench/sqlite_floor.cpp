@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-sqlite-floor DATABASE COPY: how long SQLite itself takes for the rows of an exported
 // database. Loads them all into memory, and then writes them to a new database: the same tables,
 // the same texts, the same indexes, ANALYZE, and to the disk. Prints the seconds that this took,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Wall time since it was made.
 
 #ifndef RYX_BENCH_STOPWATCH_H

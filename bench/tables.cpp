@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-tables LOG [COLUMN...]: one pass over the table of events, all columns or these. Prints
 // its seconds without those of starting up.
 

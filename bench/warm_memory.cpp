@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-warm-memory BYTES: takes that much memory, touches it, and gives it back.
 //
 // A virtual machine gets its memory from the host when it first touches it, at up to five times the

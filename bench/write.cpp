@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-bench-write: what writing a log costs its back end. Prints "SECONDS seconds, N events,
 // BYTES bytes" for the time in the writer's calls alone.
 //

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Builds the page's template and makes a C++ source of it: run by the build, as
 #   cmake -DNODE=... -DNPM=... -DSOURCE=page -DWORK=folder -DOUTPUT=page_template.cpp -DSTAMP=file
 #         -P build_page.cmake

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What `cmake --install` puts in place, in three components, each of which is a Debian package, too:
 # the tools with the reader plug-ins, their manual pages and completions; the library for other
 # languages; and what is needed to build: the libraries that write logs and read them as tables, the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What every target shares: where headers are found, warnings, sanitizers. Links nothing.
 add_library(ryx_options INTERFACE)
 target_compile_features(ryx_options INTERFACE cxx_std_17)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Debian packages, by `cpack -G DEB` in the build folder: one for each component of install.cmake, and
 # their debug symbols apart. Two builds of one commit make the same bytes.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Packs each package that CPack made once more, to mend what CPack does not do as Debian asks: the
 # time of all files is the packages', not that at which they were put together; the linker's cache is
 # dpkg's to renew, by a trigger; packages of debug symbols have checksums by the names that files have

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzz target: the input is one chunk. What the verifier lets pass must be readable to its last
 // byte, and must yield as many events as it has event tables.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A process makes a handful of reports, a fuzzer millions, and all of them stay in one document.
 // The document is private to the report's source, so this source takes that one's place: a
 // linker that has it does not fetch the other from the reader's library.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process-wide document of JSON reports, which only grows, emptied from outside.
 
 #ifndef RYX_FUZZ_JSON_REPORTS_H

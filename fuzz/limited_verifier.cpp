@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The verifier allows billions of tables, for which no fuzzer has the time and no test the memory.
 // This source takes its place, with a lower limit: a linker that has it does not fetch the other
 // from the library.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes that are changed at random hardly ever verify, and then only the verifier is tested. A
 // model is changed instead, and written by the library's own chunk builder: whatever comes out
 // verifies. Texts and bytes stay in the log that was read, since a fuzzer makes millions of models.

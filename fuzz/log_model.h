@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log as a tree of the writer's records, which can be changed and written again.
 
 #ifndef RYX_FUZZ_LOG_MODEL_H

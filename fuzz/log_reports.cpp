@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports go to files in memory and to a caught stream, so that a million of them leave nothing
 // behind. Both readers are tried on every log, damaged or not: they share the reading and differ in
 // the reports, so they have to agree on whether it was read, and on its header.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a log and making every report of it, within the process and without leaving files.
 
 #ifndef RYX_FUZZ_LOG_REPORTS_H

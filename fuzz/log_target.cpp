@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzz target: the input is a whole log, to be read and reported on by both readers, and read as
 // tables, which end where the log's damage is.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is put in comes from lists of the values that code treats apart: the numbers at which types
 // end, the identifiers and event types that reports look for, texts with NULs, commas, format
 // directives and bytes that are not UTF-8. Any other number is one among many, and a fuzzer would

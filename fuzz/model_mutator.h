@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random changes to a log that leave it a log.
 
 #ifndef RYX_FUZZ_MODEL_MUTATOR_H

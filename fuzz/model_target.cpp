@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzz target: the input is a log that always verifies, because it is changed as a model and then
 // written again. Both the log as it comes and the one that the writer makes of it must give the
 // same reports. Not so where a value is a text: some reports show its address.

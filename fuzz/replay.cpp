@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a fuzz target over files that were kept, on heap buffers of exactly each file's size, so
 // that the address sanitizer sees a read past the end.
 //

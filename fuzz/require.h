@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a fuzz target states what must hold.
 
 #ifndef RYX_FUZZ_REQUIRE_H

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds and runs one fuzzer: fuzz/run.sh chunk|log|model|salvage SECONDS [OPTION...]
 #
 # What it finds is left in build/fuzz/artifacts; inputs that reach new code are gathered in

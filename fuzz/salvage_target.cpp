@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzz target: the input is a file to be salvaged. Salvage ends, accounts for every byte, and keeps
 // only what verifies. Where the input is an intact log, each of its chunks is damaged in turn, and
 // all others must come back.

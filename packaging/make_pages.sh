@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the manual pages and completions of the built tools, each by the tool itself:
 # make_pages.sh BIN_DIR SHARE_DIR
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Measures pages of large logs in Chromium, and prints a table of ratios: node bench.mjs, with what
 // build/release has. Everything is measured once in each round, and the least counts.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds the page: build/template.html, one file in which only the log's part is missing. With
 // --tests or --browser-tests it builds those tests instead.
 //

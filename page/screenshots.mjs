@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Takes the pictures of the example: node screenshots.mjs FOLDER, which holds run.html and
 // comparison.html.
 

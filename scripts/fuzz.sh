@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs every fuzzer: scripts/fuzz.sh [SECONDS [OPTION...]], a minute each unless told otherwise, with
 # options of libFuzzer. Any finding is an error.
 set -euo pipefail

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Checks the format of every source, and what clang-tidy and shellcheck find; any finding is an
-# error. Everything is checked before the first finding ends it.
+# SPDX-License-Identifier: Apache-2.0
+# Checks the format of every source, its licence, and what clang-tidy and shellcheck find; any finding is
+# an error. Everything is checked before the first finding ends it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
@@ -18,6 +19,11 @@ configured=$(cmake --preset release -DRYX_BUILD_TESTS=ON -DRYX_BUILD_BENCH=ON 2>
 }
 
 status=0
+mapfile -t elsewhere < <(sed -n 's/^  "\(.*\)",$/:(exclude,glob)\1/p' REUSE.toml)
+if git grep -L 'SPDX-License-Identifier: ' -- . "${elsewhere[@]}"; then
+  echo "the files above do not say their licence" >&2
+  status=1
+fi
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror || status=1
 git ls-files '*.sh' .ci/run | xargs shellcheck --external-sources --source-path=SCRIPTDIR:. || status=1
 # A consumer is built against an installed tree, so no compile command is known for it.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Pins what the Python tests and the notebook take, with the hashes of every file: from each
 # python/requirements-*.in the .txt beside it, for every Python from 3.10 on.
 set -euo pipefail

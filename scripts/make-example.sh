@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the example of the HTML report in docs/example from the recorded logs, with what
 # build/release has: the page of a run, that of a comparison, and pictures of both.
 set -euo pipefail

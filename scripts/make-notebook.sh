@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs samples/notebook.ipynb anew, with the package as it is, and keeps its outputs in it.
 set -euo pipefail
 cd "$(dirname "$0")/.."

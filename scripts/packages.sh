@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The Debian packages that this project needs; sourced by the other scripts.
 # shellcheck shell=bash disable=SC2034
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The Python environment that tests and releases use, with the versions that are pinned; sourced by
 # the other scripts.
 # shellcheck shell=bash

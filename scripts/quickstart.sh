@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # From a bare Debian 12 to where the time of a recorded run went: installs what is missing, builds
 # the tools and shows the log in samples/.
 set -euo pipefail

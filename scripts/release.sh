@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the files of a release, of the commit that is checked out: the Debian packages, the Python
 # wheel, the source, and their checksums: release.sh FOLDER
 # The same commit gives the same bytes, in whatever folder it is built. Takes a package index for

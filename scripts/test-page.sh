@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Tests the HTML report's page: its types, its own logic, and pages that build/release makes in a
 # browser. Where npm cannot fetch what that takes, says so and leaves the tests out; in CI that is a
 # failure.

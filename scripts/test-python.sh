@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Python package's wheel and tests it, installed, in an environment of its own: lint,
 # types, and the tests, which compare it with the tools of build/release. Where no package index can
 # be reached, says so and leaves the tests out; in CI that is a failure.

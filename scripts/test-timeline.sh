@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Tests that the timelines which build/release exports are read rightly by another program. Where
 # npm cannot fetch it, says so and leaves the tests out; in CI that is a failure.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what is missing, builds the release and runs its tests.
 #
 # With --all, as CI runs it, also: the files of a release, format and lint, every test under the

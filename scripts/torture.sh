@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Attacks the built tools: scripts/torture.sh [SEED [SECONDS [ATTACK...]]], by default a minute of all.
 # What is attacked how, and what must hold, is in torture/. Exit status 1 when something did not.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* A consumer of Arrow streams that is C and knows nothing but the two interfaces. */
 
 #ifndef RYX_TESTS_ARROW_CONSUMER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Arrow streams as a C program gets them out of the library, against the tables that they are made
 // of.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names chosen so that they meet in one place of every table that hashes without a key.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What both tools promise of their command lines: help, versions, and how wrong usage is refused.
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Completes command lines in the real shells, and has the manual pages read by a formatter that
 # complains: command_pages_test.sh BIN_DIR SHARE_DIR
 # Shells that are not installed are left out, which is said.

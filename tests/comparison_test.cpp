@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Comparisons of runs whose truth is known: simulated ones, and a few by hand.
 
 #include "analysis/comparison.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compressed logs are read like the logs that they hold, by every command and by the viewer.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a hostile log can make the viewer write, and show on a terminal.
 
 #include <gtest/gtest.h>

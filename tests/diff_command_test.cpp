@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs ryx-profile-log diff as its users and their CI do.
 
 #include <gtest/gtest.h>

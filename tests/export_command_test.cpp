@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs ryx-profile-log export as its users do.
 
 #include <gtest/gtest.h>

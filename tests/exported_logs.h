@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logs to export, by their paths alone.
 
 #ifndef RYX_TESTS_EXPORTED_LOGS_H

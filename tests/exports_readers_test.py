@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Exports, read by the programs that they are made for.
 
 usage: exports_readers_test.py TOOL LOG-OR-CASE.json...

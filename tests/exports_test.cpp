@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every export read back, each by a reader of its own, and compared with the catalogue's tables
 // cell by cell.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader plug-in that does what the name of its log asks for, to show a host every outcome.
 // Built three times: whole, without log functions, and without `deleteReader`.
 

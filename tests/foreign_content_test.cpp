@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "stream/foreign_content.h"
 
 #include <gtest/gtest.h>

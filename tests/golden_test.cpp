@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every folder in tests/golden is a case: a log as JSON, and every output that it must give.
 //
 //     log.json          the log, as ryx-profile-log make takes it

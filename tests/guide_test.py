@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs every command that a page of the documentation shows, and compares what it prints.
 
 The commands are those of blocks fenced as ```console: a line "$ COMMAND", which goes on in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chunks made to exhaust whoever verifies them, and files that change under the reader.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The viewer on things that are no files, and on logs that are made to exhaust it.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs ryx-profile-log html as its users do. What the pages do in a browser is tested in
 // page/test/browser.
 

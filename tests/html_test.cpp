@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The HTML report's building blocks: names and numbers as texts, and the data that the page
 // carries.
 

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Installs a build and uses it the way a stranger would, by CMake and by pkg-config.
 # Usage: install_test.sh BUILD_DIR SOURCE_DIR
 # CMAKE, CXX and CXXFLAGS are taken from the environment.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The JSON reports of one process, and the files that they are written to.
 
 #include <fcntl.h>

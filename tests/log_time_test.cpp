@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Times of --from and --to: what they look like, and what they select.
 
 #include "stream/log_time.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a program as on a kernel without Landlock: no_landlock PROGRAM [ARGUMENT...]
 
 #include <linux/audit.h>

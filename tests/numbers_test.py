@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Works out every number of `stats` and `diff` a second time, plainly, and compares.
 
 What docs/statistics.md defines is done here on what `dump` prints, by sorting, indexing and exact

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every allocation of a read and of the reports after it fails, one by one: alone, and with all
 // that follow it. The same of writing a log.
 //

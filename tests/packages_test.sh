@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the Debian packages of a build, twice, and uses them as a stranger would: installed into a
 # root of their own, run, built against, removed: packages_test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The plug-ins as a host meets them: loaded with dlopen, driven through the public header.
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Running a program and looking at all that it did: exit status and both streams.
 
 #ifndef RYX_TESTS_PROCESS_H

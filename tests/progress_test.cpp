@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What long work shows on a terminal. script(1) is the terminal.
 
 #include "common/progress.h"

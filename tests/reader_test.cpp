@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading: what a log's chunks and messages leave in the reader.
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds a plug-in and the C library once more, in another folder, which must give the same bytes:
 # reproducible_build_test.sh BUILD_DIR SOURCE_DIR [CMAKE_OPTION...]
 # The options are those that BUILD_DIR was configured with.

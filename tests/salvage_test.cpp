@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Damages recorded and made logs in every way that the format allows, and counts what comes back.
 
 #include "salvage/salvage.h"

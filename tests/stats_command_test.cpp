@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs ryx-profile-log stats as its users do. What each number is, tests/golden/ shows as well.
 
 #include <gtest/gtest.h>

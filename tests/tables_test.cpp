@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log read as tables: every cell of small logs, and of recorded and generated ones against a
 // second, plain way of working the tables out.
 

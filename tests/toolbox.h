@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests that run ryx-profile-log in a folder of their own, and look at its exit status, both
 // streams and files.
 

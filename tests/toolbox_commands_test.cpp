@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs ryx-profile-log's verify, info, salvage and cut as their users do.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs ryx-profile-log as a whole, its make and its dump as their users do.
 
 #include "tests/toolbox.h"

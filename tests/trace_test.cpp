@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Timelines: small logs as JSON, and the events that a trace of them has.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the viewer as its users do, and checks exit status and both streams.
 
 #include <gtest/gtest.h>

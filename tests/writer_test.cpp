@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The writer library: what it writes verifies and reads back, and what goes wrong is told.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Log lines of the reader library, as a host sees them.
 //
 // The library logs only when a logger is registered in it, and never registers one itself. A host

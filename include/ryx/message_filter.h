@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which messages of a log are meant, to everything that reads a part of one.
 
 #ifndef RYX_MESSAGE_FILTER_H

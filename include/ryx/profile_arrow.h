@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Profiling logs as Arrow record batches, for whatever can call C: link libryx_profile.so.1, and
  * nothing else is needed.
  *

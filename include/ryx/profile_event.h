@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One event of the log as statistics and reports see it, and the records that group events.
 //
 // All of these are plain values, copied deeply with everything they own. The one thing they borrow

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reader plug-in's interface, all a host needs to drive it.
 //
 // A host loads a reader plug-in with dlopen, looks up `createReader` and `deleteReader`, and then,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes profiling logs: what an inference back end links to record a run.
 //
 //     ryx::profiling::ProfileLogWriter log;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A profiling log as four tables: its messages, the executions among them, their events, and a row
 // about the log itself. Link ryx::profile_tables; nothing else is needed.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What stands in the cells of a grid. Cells are filled again and again as rows come into sight, so
 // elements are made once and changed from then on.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The colour of a change: blue for less, grey for none, orange for more, in seven steps, so that a
 // legend can show each of them.
 

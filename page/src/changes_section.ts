@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What changed, event by event: a table with a bar from the middle, and the icicle of the new side
 // coloured by change.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Columns of numbers: reading them from their packed form, ordering and searching them.
 //
 // A column is packed as planes of bytes, least significant first: all first bytes, then all second

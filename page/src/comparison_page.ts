@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page of a comparison: what changed, one graph at a time.
 
 import { ChangesSection } from './changes_section';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The data that the page carries: what a block holds, and how it is read.
 //
 // docs/page.md describes the blocks. Each is text of a <script type="text/plain">, which no browser

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Making elements. Texts are text nodes, always; there is no way here to pass markup.
 
 type Child = Node | string;

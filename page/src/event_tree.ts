@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of one graph: the block's columns, and what the page works out from them once.
 
 import { type Column, orderByNumber, sum } from './columns';

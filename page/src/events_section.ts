@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The events of one graph as a table: search, order, groups by type, and a closer look at one.
 
 import { type Column, orderByNumber, orderByText, percentile, sortedValues } from './columns';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Durations over the run: a line where every execution has a pixel, else the band from the fastest
 // to the slowest of each pixel; over it the warm-up, the percentiles and the outliers. A histogram
 // on the same axis stands beside it, and the same numbers in a table below.

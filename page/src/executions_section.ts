@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Executions over the run, and what the one that the reader picks spent its time on.
 
 import { percentile, sortedValues } from './columns';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Getting about: choosing a graph by its card or by name, and links to rows of its table.
 //
 // The static part links to rows of the tables that C++ wrote ("#event-0-17" is row 17 of graph 0).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A table of any length: only the rows in sight are elements.
 //
 // Rows are of equal height and stand absolutely in a body as high as all of them, so that the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The icicle: a row of boxes for each level of the events, each as wide as its time.
 //
 // Drawn on a canvas, which stays quick with tens of thousands of boxes: of each level only what is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the boxes of an icicle stand.
 //
 // Rows are in pre-order, each with its parent's row or -1. A box is an interval of [0, 1], as wide as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The icicle of the mean execution, with its legend: in the order of the log, as deep as the events
 // are, or by type, the largest first.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the page comes to life. What C++ wrote stands already; the script adds what is drawn.
 
 import { showComparison } from './comparison_page';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names of a log, made fit to be shown.
 //
 // A name may hold any characters. Markup cannot break out, because every name reaches the page as a

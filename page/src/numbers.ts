@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers as the page shows them: the same on every machine, whatever its language.
 
 /** A whole number with commas between the thousands; "–" for one that is not there. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Paper: what is folded opens, and what is drawn only as far as one can see is written out in full.
 
 import { byId, element } from './dom';

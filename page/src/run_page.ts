@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page of one run: one graph at a time, chosen by its card.
 //
 // What is selected (graph, event, execution, search) is kept here; the sections show it and report

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search of the tables and the icicle: words, all of which a text must hold; "-word" leaves
 // texts out; case does not count. A word in quotes may hold blanks.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A long series on a narrow screen: what every pixel of it stands for.
 
 import { lowerBound, percentile } from './columns';

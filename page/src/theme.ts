@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Dark or light: the system's choice until the reader makes one, which is remembered where the
 // browser lets a page remember. What is drawn on canvases is drawn again when it changes, and in
 // light for printing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Columns: unpacking, searching, ordering; and what becomes of a long series.
 
 import assert from 'node:assert/strict';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the boxes of an icicle stand, and the tree of events that they show.
 
 import assert from 'node:assert/strict';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Packs blocks as the page's producer does, for tests.
 
 export type Tables = Record<string, { rows: number; columns: Record<string, readonly number[]> }>;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names and numbers as the page shows them, and the search that goes over them.
 
 import assert from 'node:assert/strict';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics, comparisons and pages of logs, worked out by the libraries that the toolbox uses.
 //
 // Each operation reads with the interpreter given up, and takes it back between logs to see whether

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values from Python as C++ has them. What is of another type is a TypeError, and a text that C
 // could not hold, because it has a NUL inside, a ValueError.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tables as the capsules of Arrow's PyCapsule interface. What is in them is the C library's, so
 // that whoever takes it out reads logs without touching Python or its lock.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calls from Python into C++ and back: who owns a reference, who holds the interpreter, and how a
 // failure passes from one language to the other.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The first rows of a table as Python's own values, for showing them where no data frame is at
 // hand.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx_profile._native: the libraries as Python functions, few and plain. Everything that a user
 // sees, defaults and checks of arguments included, is Python's side of the package.
 //

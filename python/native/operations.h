@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operations of the module, as Python calls them. _native.pyi says what each takes and returns.
 
 #ifndef RYX_PYTHON_OPERATIONS_H

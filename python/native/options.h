@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What statistics and comparisons are asked for, out of a dict from Python. Its keys are the names
 // of the toolbox's options; a key that is missing, or None, leaves the default.
 

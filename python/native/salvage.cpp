@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is good in a damaged log, written to another. Python gets the account of it as numbers.
 
 #include "salvage/salvage.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Streams out of the C library, for what Python asks for.
 
 #ifndef RYX_PYTHON_STREAMS_H

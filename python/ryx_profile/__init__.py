@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Profiling logs of GPU inference runs, as tables for notebooks, data frames and query engines.
 
     import ryx_profile as rp

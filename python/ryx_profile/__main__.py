@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The command line: `python -m ryx_profile parquet LOG... -o FOLDER`.
 
 Exit status: 0 when every log was exported to its end, 1 when one is damaged or could not be opened,

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Statistics and comparisons: what the commands `stats` and `diff` of the toolbox print as JSON.
 
 The numbers are made by the same libraries, and docs/statistics.md of the sources defines each.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What is wrong with logs, as exceptions and warnings."""
 
 from __future__ import annotations

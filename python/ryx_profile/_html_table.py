@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Rows as a small HTML table, for notebooks."""
 
 from __future__ import annotations

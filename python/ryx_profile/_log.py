@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Logs that have been opened."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The libraries behind the package, which checks its arguments before they come here.
 
 A failure is the path of a log, what is wrong with it, and for damage the chunk and its byte.

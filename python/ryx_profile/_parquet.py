@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Tables of many logs as a folder of Parquet files, written by several processes.
 
 The processes are started anew, and given one log after the other over a pipe. They are neither

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """One log's table as one Parquet file.
 
 The file appears when it is whole: until then a temporary beside it is written, which is renamed in

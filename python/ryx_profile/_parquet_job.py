@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What is to be exported of a log, and what became of it."""
 
 from __future__ import annotations

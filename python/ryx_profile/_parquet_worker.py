@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A process of `to_parquet`: jobs on standard input, results on standard output, a line each."""
 
 from __future__ import annotations

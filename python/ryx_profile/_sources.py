@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The logs that something is read from."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Tables of logs, which whatever speaks Arrow's PyCapsule interface can scan."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Logs as a Spark data source: the logs of a whole fleet as one table, read by all workers.
 
     rp.spark.register(spark)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Logs for the tests, made by the toolbox: it is also what the package is compared with."""
 
 from __future__ import annotations

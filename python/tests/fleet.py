@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The logs of a fleet: ten runs on each of 20 machines, the same ones whenever they are made.
 
 usage: fleet.py RYX-PROFILE-LOG FOLDER

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Spark as the tests run it: in one process, and as a cluster of worker processes.
 
 The data source reads the same fleet in both. Each session is begun once, since that takes seconds.

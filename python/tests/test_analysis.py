@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Statistics and comparisons say what the toolbox says, and take what it takes."""
 
 from __future__ import annotations

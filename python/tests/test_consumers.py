@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Every engine that takes the tables gets the rows that the toolbox exports.
 
 With PYTHONPATH leading to another pandas, the same with that.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """docs/fleet.md: every query on the page answers as the page says, on both engines."""
 
 from __future__ import annotations

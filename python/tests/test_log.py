@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Logs that are opened: their paths, what they show of themselves, and the files made of them."""
 
 from __future__ import annotations

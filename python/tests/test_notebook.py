@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The notebook in samples/ runs, and holds what it shows."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Folders of Parquet files: what is in them, and what interrupts and changes leave of them."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The Spark data source on the engine itself: in one process, and on workers of their own."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks the viewer and the toolbox, at random but repeatably.
 
 usage: torture BIN SEED SECONDS [ATTACK...]

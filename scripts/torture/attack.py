@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What an attack works with: a folder, the tools, and what no program may do."""
 
 import collections

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Logs, written byte by byte.
 
 Not by the project's own writer: so they can be wrong in ways that it would refuse, and a fault in

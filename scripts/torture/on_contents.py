@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks by what a log holds, and by what is given to the tools instead of one."""
 
 import contextlib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks on what the tools write: races, kills, limits, full disks, streams that end."""
 
 import contextlib

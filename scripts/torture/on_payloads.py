@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Attacks on the folder that payloads are saved into."""
 
 import collections

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the choices of statistics and comparisons are called, for whoever has them chosen by text:
 // the command line, and Python.
 

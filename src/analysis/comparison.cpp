@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rows of two sides are matched by their keys, then the entries within them, so that an event is
 // compared only with itself in the same graph and method. Whatever is on one side only is reported,
 // and decides something only where it was asked for, or where a graph that should be there has

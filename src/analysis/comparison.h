@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two sets of runs compared: what is worse, and how sure is it.
 //
 // A difference is judged by three things together: its size (thresholds), how sure it is (a 95 %

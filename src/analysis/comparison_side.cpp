@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the runs of one side have of the same entry is brought together here, in one of two ways.
 // Where the run is the unit, each gives one number, and these are averaged and spread; else their
 // samples are pooled as if they were of one run. Samples that are only known as a distribution are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One side of a comparison: what its runs have in common, row by row and entry by entry.
 
 #ifndef RYX_ANALYSIS_COMPARISON_SIDE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keys are what makes rows of different files the same: each part goes in with its length, so that
 // no two lists of names give one key, whatever characters they have. Statistics that were saved
 // have no samples, only percentiles; samples made from these lie on straight lines between them,

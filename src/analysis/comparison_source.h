@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a comparison takes: a log, or what statistics said of one.
 //
 // A source is one run. It has rows (the executions of a graph by a method, the messages of a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything of a distribution but its sums is made from one sorted copy, in storage that is kept
 // from one to the next: there are two distributions for each path of events. Whole numbers stay
 // whole until they have to be divided. The sum of squares is taken around the mean in a second

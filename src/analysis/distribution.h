@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the samples of a quantity look like: how many, how large, how far apart.
 //
 // Percentiles are observed samples, by nearest rank, never interpolated: of n sorted samples the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a path never had children, its self is its total, and the distribution of the one is copied
 // instead of being worked out again. That fails only for negative totals, of which a self is 0: the
 // least sample tells whether there are any.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The numbers of the events of one row, by path or by group.
 
 #ifndef RYX_ANALYSIS_EVENT_STATISTICS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Percentiles have intervals of order statistics, which assume nothing about the shape of a
 // distribution; durations have long tails, and no interval that supposes a bell fits them. All of
 // these assume that samples are independent, which consecutive executions are not: they drift with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How sure a comparison is: 95 % confidence intervals, and the size of an effect.
 
 #ifndef RYX_ANALYSIS_INTERVALS_H

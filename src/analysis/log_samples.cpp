@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One pass over the log, event by event, where everything costs that is done for each: the path is
 // found by comparing one identifier (path_tree.h), its series by one index, and the sum of the
 // present message by another. What is left to do for a message is in proportion to the series that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The samples of one log, or of several taken together: everything that statistics need of them,
 // gathered in one pass.
 //

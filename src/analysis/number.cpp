@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A double is compared by its floor, which is a whole number that 128 bits hold unless the double
 // is beyond all of them. Turning the whole number into a double instead would round it, and make
 // numbers equal that are not.

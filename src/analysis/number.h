@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers as logs hold them: whole ones exact, in 128 bits, and doubles.
 //
 // A sum of whole numbers stays whole, so that nanoseconds of a year or bytes of a fleet lose

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fences by quartiles, because a few extreme samples do not move these, as they do a mean and a
 // deviation. The comparisons are made on doubled numbers, so that one and a half ranges need no
 // fraction and whole numbers stay exact. A range of 0 counts as 1: where most executions take the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Executions far from the others. They are marked, and stay in every number.
 
 #ifndef RYX_ANALYSIS_OUTLIERS_H

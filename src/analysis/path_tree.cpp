@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names are kept once for each node, in blocks that never move, so that everything made from the
 // tree can point at them. The table has open addressing, because a node is 4 bytes in it; it is
 // rebuilt from the nodes when it grows, and nothing is ever removed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The paths of events: each identifier from the root down. A path is a node; a graph or phase is
 // the root of paths of its own.
 //

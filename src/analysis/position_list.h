@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Increasing positions, of which all that follow one another cost nothing: nearly every event
 // occurs in every execution.
 

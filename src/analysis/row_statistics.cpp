@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shares are of the executions' durations, so they are taken over the executions that have one;
 // distributions are of all. A log may have the same time twice: in a tree, and beside it as roots
 // of another kind. Adding up all roots would then give more than the executions took. Where it

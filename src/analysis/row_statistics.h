@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The numbers of one row: what `stats` prints of the executions of a graph.
 
 #ifndef RYX_ANALYSIS_ROW_STATISTICS_H

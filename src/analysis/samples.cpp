@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The list widens by itself and never narrows: 32 bits, 64 bits, and a Number each for what neither
 // holds, or for whole numbers and doubles together, because none may be rounded to the other's
 // type. Only a list that begins with a double is one of doubles, until a whole number joins it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The samples of one quantity in the order of the log, in as few bytes as they need.
 //
 // Nearly all are microseconds that fit into 32 bits; a log of millions of events is kept in a tenth

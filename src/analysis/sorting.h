@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sorting samples. Whole numbers are sorted by their digits, lowest byte first, as many bytes as
 // their range has: for the few thousand microseconds of an event two passes over the samples, where
 // comparing them takes eleven.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The numbers of rows are made when they are asked for, and not kept. That makes `warnings` do some
 // of the work twice, because warnings are printed before the first row is: only for rows that can
 // have one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The statistics of logs, as `stats` prints them: what is read and how, and one place to get at it.
 
 #ifndef RYX_ANALYSIS_STATISTICS_H

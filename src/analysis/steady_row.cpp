@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Warm-up is at the front of each log's executions, not of the row's: a row that several logs are
 // merged into has a part to leave out for each. What counts are ranges of occurrences. A series has
 // samples of some of these only, so ranges are translated by its list of occurrences before samples

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A row without its warm-up: the occurrences that count, and what is made of their samples.
 
 #ifndef RYX_ANALYSIS_STEADY_ROW_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cheap questions come first: whether a change passes the thresholds is asked before an
 // interval is worked out, because most do not, and an interval needs all samples. What passes and
 // cannot be told from chance is inconclusive, never the same: a regression that three samples

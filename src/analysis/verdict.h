@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The verdict on one row of a comparison, and the rules that it is reached by.
 
 #ifndef RYX_ANALYSIS_VERDICT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Durations are noisy and have outliers, so windows are compared by their medians, and how near is
 // near enough is taken from the series itself: from the spread of its samples, and from how far the
 // windows of its second half are apart, but not less than 2 %. Nine in ten windows have to be near,

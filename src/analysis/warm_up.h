@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a series of executions becomes steady.
 //
 // The second half of the series is taken to be steady. The series is cut into windows, and steady

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A temporary has a name that follows from its target's, not a random one, so that the next writer
 // can find what a killed one has left. Whether it is left or in use is told by its lock, which the
 // system drops with the process; a process id in the name could have been given to another process

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that take their place only when they are whole.
 //
 // The bytes go to a temporary beside the target, which a rename puts in its place. Until then the

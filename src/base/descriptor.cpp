@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The loops that every caller of read and write needs and easily forgets: calls that are
 // interrupted, that take a part, or that find a pipe full because whoever shares it has made it
 // non-blocking. Nothing is buffered here; callers come with blocks.

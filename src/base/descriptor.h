@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // File descriptors: owning one, whole reads and writes, and the three that every process begins
 // with.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files are told apart by device and inode, never by their paths: of one file there are any number.
 // What is written in place is the exception. /dev/stdout may well lead to a regular file, which the
 // shell has open, and a rename would put the output where the shell does not look for it; so names

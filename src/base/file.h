@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a path leads to.
 
 #ifndef RYX_BASE_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Horner's rule modulo 2^61 - 1, for which a product is reduced by a shift, a mask and an addition
 // instead of a division. It is reduced only so far that the next product fits 128 bits: a hash has
 // to be the same number for the same text, not the smallest.

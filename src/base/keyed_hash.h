@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A hash of texts that nobody can foresee, for tables of names that come from a log.
 //
 // std::hash has no key: whoever writes a log can choose names that all meet in one place of every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The registry is locked to look a logger up, never while its callback runs: a callback may be
 // slow, may log itself, and may replace the logger. The shared copy that a statement holds keeps
 // the logger alive.

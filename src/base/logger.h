@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process-wide logger of the library.
 //
 // A logger owns no output: it holds a callback and a maximum level. Loggers live in a registry

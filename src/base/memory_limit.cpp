@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is free is the least of what the machine has (MemAvailable) and of what each control group
 // from the process's own up to the root still grants: its limit, less what is used, of which the
 // file pages that nobody has read lately can be taken back at once.

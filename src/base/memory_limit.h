@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A limit to the memory that a file can make a tool take.
 
 #ifndef RYX_BASE_MEMORY_LIMIT_H

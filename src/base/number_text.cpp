@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All of it is std::to_chars, which knows no locale. CSV reports format millions of numbers.
 
 #include "base/number_text.h"

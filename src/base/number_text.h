@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers as text, the same under every locale.
 
 #ifndef RYX_BASE_NUMBER_TEXT_H

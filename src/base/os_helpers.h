@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Small wrappers around the system's time and sleep calls.
 
 #ifndef RYX_BASE_OS_HELPERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two ways to mend a text, for two kinds of readers. Escapes (\xNN) keep what the log holds, for
 // people who look for what is wrong with it; U+FFFD is what databases and other programs expect,
 // and keeps nothing. Beside control characters, those that reverse the direction of text are

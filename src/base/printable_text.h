@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts of a log, which may hold any bytes, made fit for a terminal or a JSON document: nothing in
 // a log can move the cursor or set the terminal up.
 

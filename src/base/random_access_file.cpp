@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cache of 4 MiB without any order to keep: each block of the file has one place in it, and what
 // was there is overwritten. Blocks overlap by the bytes of a view, so that no view lies across two
 // of them and a pointer is all that it takes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A regular file read at any place: large runs straight into the caller's buffer, a few bytes here
 // and there through a small cache. Mapping it would be simpler, but a mapped file that another
 // process cuts short kills this one.

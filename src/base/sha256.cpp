@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Written out here because it is short, and a library for it would be one more thing to install. It
 // takes the whole text at once and is not made for speed, nor to keep secrets: it names things.
 

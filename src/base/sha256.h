@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SHA-256 (FIPS 180-4), for short digests of names that anybody can check with sha256sum.
 
 #ifndef RYX_BASE_SHA256_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A signal's handler may not allocate or wait, so what it undoes is in a table of fixed size,
 // filled before the signal comes. The state of a slot is what makes its other members valid: it is
 // set last and taken first, and a slot that is being filled is passed over. The handler acts once

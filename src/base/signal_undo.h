@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the signals that end the program undo before they do: files that are half written.
 //
 // A temporary is removed, a file that is appended to is cut back to where it was. Only SIGKILL or a

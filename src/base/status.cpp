@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reason comes from the C++ library's generic category and not from strerror, whose buffer
 // threads share. An errno of 0 becomes EIO, because a call that is known to have failed must not
 // read as success.

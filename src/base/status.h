@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Success, or why not: the one way in which an operation of this project fails.
 //
 // A Status is returned by what has nothing else to return, a Result by what has a value. Both are

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file is unlinked as soon as it is open, so that nothing is left whatever ends the process.
 // Its path is that of the descriptor in /proc: each open of it begins at the front, with a position
 // of its own, which is what those who take a path expect.

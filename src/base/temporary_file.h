@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files without a name, gone with the descriptor that holds them.
 
 #ifndef RYX_BASE_TEMPORARY_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several texts as one.
 
 #ifndef RYX_BASE_TEXT_LIST_H

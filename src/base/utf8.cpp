@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bounds of the second byte are where overlong forms, surrogates and codes above U+10FFFF are
 // refused; the bytes after it are all alike. What is not UTF-8 ends before the first byte that
 // could not go on with it, so that a stray lead byte does not swallow the character after it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // UTF-8, one character at a time.
 
 #ifndef RYX_BASE_UTF8_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which build this is, and the versions of what it shares with other programs.
 
 #ifndef RYX_BASE_VERSION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compressed logs, read as the logs that they hold: gzip and Zstandard, by what they begin with.
 
 #ifndef RYX_COMPRESSION_DECOMPRESSION_H

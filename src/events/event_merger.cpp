@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The index of an accumulated list is a table of positions with open addressing; a map of strings
 // would hold every identifier a second time. Lists of sub-events have indexes of their own, made
 // only once something is merged into them. The hash is keyed, because identifiers come from the

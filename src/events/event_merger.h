@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Merges executions event by event, by identifier: the sums behind an average.
 //
 // The rule is simple and, taken literally, slow: every incoming event is added to the *first*

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A value reads the same in all reports; a unit does not, because each report has names of its own
 // for units. They are in one table, with a column for each report.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The texts that reports show for an event's value and unit.
 
 #ifndef RYX_EVENTS_EVENT_TEXT_H

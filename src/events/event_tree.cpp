@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log has millions of events, and reading one spends its time here and in verifying. So each
 // record is made where it stays, at the end of a list that is reserved at its exact size, and
 // nothing is copied but texts and bytes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns the event tables of one message into trees of ProfileEvent.
 //
 // The tables are read in place and must come from a verified chunk; what is built owns its texts

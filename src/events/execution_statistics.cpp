@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Three rules, each of which makes one execution that stands for all of a graph's. Longest and
 // shortest are executions that took place, with the events they had; only the average is made up,
 // and its work is in merging events by identifier (event_merger.h). Each rule is one pass.

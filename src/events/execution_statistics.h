@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Condenses the executions of one graph into its longest, shortest and average execution.
 //
 // Plain functions of their input: a list without executions yields a record of duration 0,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One handler for each method, in three families: methods of one event list, where the last message
 // wins; methods of timing alone; and methods about a graph, whose events are split by their type
 // among initialisation, finalisation and execution. Flags stay set and executions add up, whatever

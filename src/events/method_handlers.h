@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What each profiled method leaves in the reader's data.
 
 #ifndef RYX_EVENTS_METHOD_HANDLERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything one log yields: what the handlers fill, the statistics add to and the reports read.
 
 #ifndef RYX_EVENTS_PROFILE_DATA_H

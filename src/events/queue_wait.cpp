@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An execution's queue wait is its one event of that type, at the root or directly below. Where an
 // execution has none, or several, nobody can tell what to subtract. That spoils the whole list it
 // is in, not only its graph: the reports then leave the line out for all graphs, and a note says

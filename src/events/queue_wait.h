@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The queue waits inside host round trips, which the reports subtract from the round-trip times.
 
 #ifndef RYX_EVENTS_QUEUE_WAIT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least that SQLite needs of a virtual table: one cursor that goes forward over the rows, no
 // index, no write. The functions are called by C code, so nothing may be thrown through them; what
 // can fail for lack of memory returns SQLITE_NOMEM.

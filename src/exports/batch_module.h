@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A batch as a table that SQLite reads by itself: INSERT INTO ... SELECT * FROM it.
 //
 // Binding each value to a parameter and running a statement for each row, or each sixteen, takes

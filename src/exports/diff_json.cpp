@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The settings go in with the rows, because a verdict cannot be judged without the rules that it
 // was reached by. Every row has every key, whatever decided it; what was not worked out is null.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Comparisons for programs: the JSON document "ryx-profile-diff/1", and JUnit XML for CI.
 
 #ifndef RYX_EXPORTS_DIFF_JSON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CI counts cases, so only rows that gate are cases: an event that got slower explains the failure
 // of its graph and is no failure of its own. A comparison that has no verdict fails as a case of
 // its own, or a report without rows would read as a success.

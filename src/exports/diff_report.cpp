@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The verdict comes first, then the rules that it was reached by, then the rows, the most costly
 // first in each table. Tables hold rows of one unit, so that their numbers can be compared by eye.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Comparisons for people: on a terminal, or as Markdown for a pull request.
 
 #ifndef RYX_EXPORTS_DIFF_REPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log that cannot be opened, or is damaged, does not keep the others from being exported; an
 // output that cannot be written ends it all, because it is the same for all. A sink may ask for a
 // log more than once. Each pass is a new reader with a selection that is asked for only then: what

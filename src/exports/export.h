@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logs taken elsewhere: the loop that reads them and feeds a sink, whatever its format.
 
 #ifndef RYX_EXPORTS_EXPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One table of formats, from which help, messages and the choice by extension are made. Extensions
 // are compared with the end of the path, since some have two parts (.trace.json.gz). What a format
 // does not have an option for is refused rather than ignored: somebody who gives --columns to a

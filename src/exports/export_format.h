@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The formats of an export: their names, and the extensions that stand for them.
 
 #ifndef RYX_EXPORTS_EXPORT_FORMAT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The self time of a path is found message by message: the sum of its events' values less those of
 // the paths one longer, and never below 0. It has to be message by message: over a whole log, a
 // message whose children have more than their parent would take away what others have in full.

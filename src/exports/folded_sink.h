@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Folded stacks: a line for each path of events and the time spent in it, which every program that
 // draws flame graphs reads.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A text is written at once into room for the longest that it can become, so that no character
 // needs a check for space. Texts are UTF-8 by now, and JSON takes that as it is: only quotes,
 // backslashes and control characters are escaped.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts and numbers as JSON has them.
 
 #ifndef RYX_EXPORTS_JSON_TEXT_H

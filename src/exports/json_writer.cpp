@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many readers of JSON take all numbers for doubles. A double of 2^53 and more is written with an
 // exponent, so that nobody takes its digits for exact ones, and whole numbers are written in full
 // only as far as 64 bits go, which readers that care can hold.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JSON on its way out: RapidJSON's writer with the values that this project's documents have, over
 // blocks of text that are handed on as they fill.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A block of 256 KiB between the formats, which append a few bytes at a time, and the system. A
 // failure is remembered instead of returned, since a check after each cell would cost more than the
 // cell; sinks ask once a batch. Compression is between block and file, so that no format knows of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Text on its way to a file, block by block.
 
 #ifndef RYX_EXPORTS_OUTPUT_FILE_H

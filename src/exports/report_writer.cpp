@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The same report is shown in two places that differ in what hurts: a terminal has a width, and
 // obeys control characters; Markdown has neither, but gives half of ASCII a meaning. Names come
 // from logs of anybody, so each writer makes them harmless in its own way, and lengths are measured

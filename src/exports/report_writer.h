@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reports for people: headings, lines and tables, written for a terminal or as Markdown.
 
 #ifndef RYX_EXPORTS_REPORT_WRITER_H

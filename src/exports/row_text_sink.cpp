@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Rows are written cell by cell into one block of text. Most columns of numbers stay the same from
 // row to row (a message has many events), so each remembers the text of its last number, with what
 // stands in front of it: what has not changed is copied.

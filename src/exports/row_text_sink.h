@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One table as lines of text, a row each: CSV and NDJSON. The `log` column tells logs apart.
 
 #ifndef RYX_EXPORTS_ROW_TEXT_SINK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The runs of a comparison, from the files that they are in.
 
 #ifndef RYX_EXPORTS_RUN_SOURCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many columns a character takes is a table of its own, small and approximate: the C library's
 // wcwidth depends on the locale, and a report must not. Where the table is wrong, a column is out
 // of line, and nothing else happens. A name made of marks without width is no wider however long it

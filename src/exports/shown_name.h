@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names of a log on one line of a terminal or in a cell of Markdown, whatever they hold.
 
 #ifndef RYX_EXPORTS_SHOWN_NAME_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SQLite's codes and messages become a Status where they arise, because its message is that of the
 // last call and gone with the next. The database is opened without locks (unix-none): it is a
 // temporary that nobody knows of, and there are file systems that have no locks.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A SQLite database under construction: opening, statements, and failures as a Status.
 
 #ifndef RYX_EXPORTS_SQLITE_DATABASE_H

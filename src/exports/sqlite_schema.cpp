@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything but the indexes follows from the catalogue. A text is stored as its number, an event's
 // identifier in a few bytes; the views put texts and names back, so that nobody has to know.
 // Integers that may exceed 63 bits get no type, or SQLite would turn their texts into rounded

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is in a SQLite export, in SQL, as the catalogue has it.
 //
 // A table of the catalogue is a table NAME_data of integers, in which texts are numbers of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A database is loaded in one transaction without a journal, because what fails is thrown away
 // whole: it is a temporary file until it takes its place. Indexes are made when all rows are there.
 // SQLite sorts them in files that have no names; nothing is left of these either.

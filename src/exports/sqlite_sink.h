@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All tables in a SQLite database.
 
 #ifndef RYX_EXPORTS_SQLITE_SINK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One table for figures of different kinds, because spreadsheets and data frames want one. Every
 // row has every field of the header: what a quantity does not have is empty, which is what
 // `addEmpty` is for. It counts fields, so a field that is added to the header has to be added to

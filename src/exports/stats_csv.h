@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics as CSV: a row for each distribution, and for each value of a phase.
 
 #ifndef RYX_EXPORTS_STATS_CSV_H

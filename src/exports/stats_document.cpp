@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A document has percentiles where a log has samples, so a comparison with it is by its
 // distributions; only phases, whose values are all in it, have samples again. Any file can be
 // given, so nothing of it is taken for granted: the first member that is not what it should be is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The JSON document that `stats` wrote, taken as what it was made of: a comparison needs no log.
 
 #ifndef RYX_EXPORTS_STATS_DOCUMENT_H

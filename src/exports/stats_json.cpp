@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The document is written as it is worked out, row by row, and never held in memory: a log can have
 // hundreds of thousands of paths. Only options add or remove keys; what a row does not have is
 // null, so that scripts need not ask first. Lines are broken at rows and events only: a person can

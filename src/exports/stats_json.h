@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics as the JSON document "ryx-profile-stats/1".
 
 #ifndef RYX_EXPORTS_STATS_JSON_H

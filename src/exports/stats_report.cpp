@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a person wants to know first comes first: how long executions take, whether that is steady,
 // and where the time goes; then what overlaps, what is no time, and the phases. All numbers of a
 // table are in one unit, which its largest value decides, so that columns can be compared by eye.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics for people: a block for each graph, then phases and what is not time.
 
 #ifndef RYX_EXPORTS_STATS_REPORT_H

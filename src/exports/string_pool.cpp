@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // When the pool is full it forgets everything and begins anew, instead of choosing what to forget:
 // the few texts that matter come again with the next rows, and are stored twice, which costs less
 // than an order of use kept for millions of them. A text that would fill the pool by itself is not

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts and their numbers, so that a text is stored once however often it is named.
 
 #ifndef RYX_EXPORTS_STRING_POOL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One output format of an export: where the rows of the logs go.
 //
 // `exportLogs` (export.h) is the one loop that reads logs and feeds sinks. For each log that can be

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where text goes, piece by piece: a file, a terminal, a string.
 
 #ifndef RYX_EXPORTS_TEXT_SINK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values of 128 bits, for which the library has no text: sums of 64-bit values over a whole log
 // must neither overflow nor be rounded. Only where a unit makes a fraction of them do they go
 // through a double.

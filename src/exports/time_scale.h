@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers of a report, each column in one unit.
 
 #ifndef RYX_EXPORTS_TIME_SCALE_H

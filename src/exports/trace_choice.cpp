@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A timeline of a long run is looked at for three things: how it began, what went wrong, and how it
 // usually is. The first executions, the slowest and the median one stand for these; the rest of the
 // room goes to executions at even distances, which show whether anything drifts.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which executions of a long run a timeline shows, when it cannot show all.
 
 #ifndef RYX_EXPORTS_TRACE_CHOICE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two passes. `measure` goes from the leaves up: an event without a duration is as long as its
 // children take. `place` goes from the root down: children are put inside their parents, by their
 // timestamps where these are possible, one after the other where they are not. Both are linear in

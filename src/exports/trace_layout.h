@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the events of one message lie in time.
 //
 // An event's value may be a duration, and its timestamp the time when it began; a log seldom has

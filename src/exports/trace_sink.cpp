@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log is read twice: for its messages, of which those to be drawn are chosen, and then for the
 // events of these. What is kept is one small record for each message, and the events of one message
 // at a time.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A timeline: Chrome's trace events as JSON, which Perfetto and speedscope open.
 
 #ifndef RYX_EXPORTS_TRACE_SINK_H

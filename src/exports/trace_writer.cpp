@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Events are appended one by one as the sink draws them, and what can only be known at the end
 // (names of threads, what was left out) follows them, which the format allows. Names come as
 // finished JSON: one name is drawn a hundred thousand times, and escaped once.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chrome's trace events as JSON, event by event.
 
 #ifndef RYX_EXPORTS_TRACE_WRITER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The factory of libRyxProfilingReader: CSV and the full text report.
 
 #include "reader/ryx_profile_log_reader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The factory of libRyxGpuProfilingReader: the JSON report.
 
 #include "reader/ryx_profile_log_reader_gpu.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a log from end to end: chunk by chunk, message by message, then the statistics.
 //
 // Memory is bounded by the largest chunk and by what the handlers keep, because a message is turned

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What several reports of the base reader share.
 
 #include "reader/ryx_profile_log_reader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The base reader: reads a log and writes the full text report and the CSV report.
 //
 // The class is declared here and implemented where each of its jobs lives: reading in reader/, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The GPU reader: reports as a JSON document instead of CSV, with a shorter text summary.
 // Implemented in reports/json_report.cpp.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader is a guest in the host's process: std::cout is shared with whatever else the host
 // prints, in whatever state the host has put it. Text goes through its buffer, so that it stays in
 // order with the host's own, but past its flags and its error state.

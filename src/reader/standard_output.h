@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one way the library writes to standard output.
 
 #ifndef RYX_READER_STANDARD_OUTPUT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A RapidJSON output stream that writes a file in large blocks instead of single characters.
 //
 // A report of millions of events is hundreds of MB of JSON, nearly all of it indentation and plain

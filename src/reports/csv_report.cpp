@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The base reader's output: the text report on standard output and the CSV file.
 //
 // Rows have the seven fields of the column line; texts go in as they are, never quoted. Rows are

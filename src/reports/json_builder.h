@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Builds JSON values of many small objects the compact way.
 //
 // A report has millions of objects. Adding their members one by one would reserve room for 16 in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Only what is held for certain is continued: the file has the device, the inode, the size and the
 // time that the last report left. Whatever differs, or cannot be told, means that somebody else may
 // have written there. Then the file is written anew, as it is by the first report of a process, and

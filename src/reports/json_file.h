@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file that a JSON report is written to.
 //
 // All reports of a process but the first write the array of all reports so far. Writing it anew for

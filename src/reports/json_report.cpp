@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The GPU reader's output: a JSON document and a shorter text summary.
 //
 // The document is process-wide: every report adds one object to it, and the second report of a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Saving the payloads of object events to files of their own.
 //
 // A payload never takes the place of a file that can be read: names are numbered until one is free.

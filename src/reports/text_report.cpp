@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text statistics report: one section per phase, the phase's events as an indented tree.
 //
 // Numbers are turned to text before they reach the stream, so that no locale and no state of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A chunk begins with the offset of its root table, and each table with the distance to a vtable
 // that has the offsets of its fields. Bytes that are no chunk fail one of these bounds after a few
 // loads. The probe follows them to the header and to some of the messages, spread over the list so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Telling from a few of a file's bytes whether a chunk may begin somewhere: its root table, and
 // what that leads to first, followed in place. Whatever a writer makes passes, if it verifies and
 // is not empty; bytes that are no chunk hardly ever do. So a whole file can be searched for chunks,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log has no marks to find its chunks by: each is known by the size before it alone, and a
 // damaged size loses all that follows. What helps is that a chunk's bytes verify in any buffer that
 // begins where it does and is long enough: the true size is the smallest that verifies, or up to 15

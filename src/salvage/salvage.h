@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding what is intact in a damaged log.
 
 #ifndef RYX_SALVAGE_SALVAGE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A salvaged or edited log has to be either whole or absent, so this only frames chunks; that they
 // appear together, in one rename at the end, is left to AtomicFile.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log that is written chunk by chunk and takes its place only when it is whole.
 
 #ifndef RYX_STREAM_ATOMIC_LOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the bytes of a log come from.
 //
 // All that reads logs chunk by chunk opens them here. By itself it understands files, and whatever

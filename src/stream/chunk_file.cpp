@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chunks are read into one buffer, which grows to the size of the largest. Bytes that a file
 // announces and does not hold cost nothing: large buffers come from the kernel, which gives them
 // memory page by page as they are touched, and a chunk that is cut short is handed out in a fresh

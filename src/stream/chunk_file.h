@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log file cut into chunks, one in memory at a time.
 
 #ifndef RYX_STREAM_CHUNK_FILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The verifier is FlatBuffers' own. Its options say what a log may be: whoever changes one changes
 // which files are damaged. Alignment is not checked, because writers that finish a chunk together
 // with its size prefix align it from there on, 4 bytes before the bytes that are verified.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether a run of bytes is a chunk that can be read in place.
 
 #ifndef RYX_STREAM_CHUNK_VERIFIER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Verified once, a chunk is read without further checks: messages are handed out as pointers into
 // it.
 

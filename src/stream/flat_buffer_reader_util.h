@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The messages of one verified chunk, handed out one at a time.
 
 #ifndef RYX_STREAM_FLAT_BUFFER_READER_UTIL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log's first four bytes are the size of its first chunk, the next four an offset within it. Most
 // other files begin with bytes that name what they are; text has, in its first page, none of the
 // many zeros that a chunk is full of.

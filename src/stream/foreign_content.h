@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Telling a file that was never a profiling log from a damaged one.
 
 #ifndef RYX_STREAM_FOREIGN_CONTENT_H

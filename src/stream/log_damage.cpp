@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Damage is judged by the sizes first: what a chunk announces against what a chunk may have and
 // what the file still holds. Only where they are right is it the bytes' fault. The texts are all
 // here, so that every tool says the same of the same damage.

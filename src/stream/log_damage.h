@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading a log chunk by chunk, up to its end or its first damage, and saying what that damage is.
 
 #ifndef RYX_STREAM_LOG_DAMAGE_H

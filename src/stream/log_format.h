@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log's framing and limits, shared by everything that reads or writes logs.
 //
 // A log is a sequence of chunks: a byte count (unsigned 32-bit, little-endian), then that many

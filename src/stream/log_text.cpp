@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Methods are named by the schema's own enumeration, so that a name and its code cannot disagree.
 
 #include "stream/log_text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The texts of a log: what its strings and method codes read as, the same to everything that shows
 // them.
 

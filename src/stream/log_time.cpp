@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Times are integers of microseconds from the text to the comparison: logged times may use all 64
 // bits, which a double does not hold. So fractions are scaled as integers, and what does not fit is
 // no time. Each form has a reader of its own that takes the whole text or nothing; no text is of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Times as users give them, for --from and --to.
 
 #ifndef RYX_STREAM_LOG_TIME_H

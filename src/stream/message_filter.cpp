@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A filter is applied to one message after the other, and nothing is kept of those before but a few
 // numbers. Two conditions need more than that of the log: the last N matches cannot be told before
 // all have been counted, and times that count from the first message or from a date need what that

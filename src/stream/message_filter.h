@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which messages of a log are meant: what --graph, --method, --level, --from, --to, --messages,
 // --first and --last say, to every command and export that takes them.
 //

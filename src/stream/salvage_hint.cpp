@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command is made to be copied into a shell, so paths with blanks, quotes or dollar signs are
 // quoted for it.
 

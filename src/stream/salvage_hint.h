@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What to tell the owner of a damaged log.
 
 #ifndef RYX_STREAM_SALVAGE_HINT_H

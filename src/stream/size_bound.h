@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An upper bound of the bytes that a record takes, added up before anything of it is built.
 
 #ifndef RYX_STREAM_SIZE_BOUND_H

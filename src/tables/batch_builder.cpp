@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Three kinds of builders, one for each kind of rows that columns are filled from: a log, a
 // message, a run of events. All of them fill column by column, each with the function that the
 // catalogue has for it; so a column that is not selected costs nothing, and the loop over rows is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The batches of one table while a log passes by.
 //
 // A builder is offered every message. It takes of it what fits into its batch, and says when that

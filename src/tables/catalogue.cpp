@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catalogue: every column once, with its name, type, meaning, and how its rows are filled.
 // Everything else is derived from it: the tables with either first column, the SQL schema, the
 // Arrow schema, the headings of CSV, and docs/tables.md. Names, order, types and meanings are a

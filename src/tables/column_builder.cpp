@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The buffers are Arrow's own, so that a batch is handed to Arrow by its addresses. They outlive
 // `clear`: a pass over a log of any length allocates only until its largest batch has been seen.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One column of a batch while it is filled, in Arrow's layout.
 
 #ifndef RYX_TABLES_COLUMN_BUILDER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Most blocks have their events alike: all have a field, or none has. Then a column is filled
 // without a test for each row, or as nulls at once. Only blocks of both sorts note for each row
 // whether it has the field, in bytes, which `setNulls` then turns into bits, eight rows at a time

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the columns of events are filled: each operation appends the rows of one column, in a loop of
 // its own, so that columns which are not selected cost nothing.
 

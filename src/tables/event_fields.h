@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fields of an event's table, found once for each layout instead of once for each field.
 //
 // FlatBuffers keeps the places of a table's fields in a vtable, which equal tables of a chunk

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is fast here is what is not done: messages whose events nobody wants are not entered, the
 // fields of an event are found through the layout of its vtable, which is read once for thousands
 // of events, and a block of events is a few arrays of pointers into the chunk, for loops over one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one walk of a log that every table and statistic stands on: its messages in order, and the
 // events of each in pre-order, in blocks, in place.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One row at a time is fast enough here: messages are few beside their events. Counts are unsigned
 // in this code and signed in the tables, because databases have no unsigned integers that wide;
 // none comes near 2^63.

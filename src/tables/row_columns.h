@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the columns of the tables with one row for each log or message are filled. Each operation
 // appends the one row to the column that it is named after.
 

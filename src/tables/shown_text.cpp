@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The slow path of texts. A text of the log is bytes with a count, which may go on after a NUL and
 // need not be UTF-8; both are settled here and in `ColumnBuilder::addReplaced`, so that no sink has
 // to.

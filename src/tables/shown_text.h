@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts of a log as tables show them: up to their first NUL, and UTF-8 whatever the log holds.
 //
 // Nearly all texts are ASCII, and taken as they are. Whether one is, is tested eight bytes at a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the catalogue says of a table, and how its rows are read: one definition for each column.
 
 #ifndef RYX_TABLES_TABLE_DEFINITION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The loop that fills the batches of all selected tables in one walk. It is turned inside out:
 // `next` returns in the middle of it, with a full batch, and goes on there when it is called again.
 // `message_` and `next_` are where it stopped. A builder that was full is offered the same message

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // FlatBuffers aborts on a buffer of 2 GiB and its verifier refuses deep trees, both after the fact.
 // So a record is measured before anything of it is built: how deep its events go, and an upper
 // bound of the bytes it can take. An exact size would have to repeat FlatBuffers' alignment and its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One chunk, built in memory from the writer's records, in storage kept from chunk to chunk.
 
 #ifndef RYX_WRITER_CHUNK_BUILDER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log is worth most when a run goes wrong, so what is on disk has to stay readable when the disk
 // is full, and when a writer is started twice. A chunk whose write failed is cut off again: what is
 // left is a log without the last of it, not a damaged one. The file is emptied only under the lock,

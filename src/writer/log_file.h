@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file under a log that is being written. Failures are the system's reasons alone.
 //
 // A regular file is locked from `open` to `close`, so that two writers of one path cannot write

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records are gathered in a chunk, and written when it is large enough, flushed or closed. What can
 // go wrong is of two kinds. A record that is refused (`refuse`) leaves the log as it is, and the
 // next one may go in. A failure to write (`fail`) is for good: a log with a gap in it would look

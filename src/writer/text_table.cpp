@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The hash is a plain fast one without a key: the table's sets are bounded, so a bad hash costs
 // repeated texts, never time. It is for this process alone, and never stored.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the texts of the chunk that is being built stand, so that one that repeats is written once.
 //
 // A text's hash names a set of four places; a new text takes the first and pushes the set's oldest

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Counts the events of a log through the C library. */
 
 #include <ryx/profile_arrow.h>

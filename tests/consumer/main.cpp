@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes a log with the installed library and reads it back: through the installed plug-in, and as
 // tables.
 // Arguments: the log to write.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The importer of speedscope, out of the package that is published for browsers. It is a bundle of
 // modules, whose last argument says which of them start the application: none of them here.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Timelines that the toolbox exports, read by a viewer's own importer: it has to find the frames,
 // their nesting and their times as the log has them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The parser keeps names, texts and validators; the names that a value may have are kept as the
 // description of a validator, which nothing else shows. That a value is a path is told by the word
 // that stands for it in the help, each of which means one thing in all commands.

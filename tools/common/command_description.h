@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A tool's command line as plain data, read from what its parser was told: what completions and
 // manual pages are made of, so that neither can differ from what the tool takes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Most of this takes something out of CLI11 that would surprise a user, and each place says what.
 // It happens around the parser, not in it: before, on the arguments; in a formatter; and after, on
 // the text of its exceptions. What `explain` compares with are the texts of the version that is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line of every tool: one layout of help, one way to refuse.
 //
 // The parser is CLI11, with what would surprise a user taken out: an operand "[a,b]" is one name,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything downstream takes a path, because readers do. Standard input has one, /dev/stdin, which
 // is opened anew: a file begins at its front again, while the descriptor may be anywhere. So the
 // path is used only where both mean the same bytes. Sockets cannot be opened by a path at all.

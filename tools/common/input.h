@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that a command line names to be read.
 
 #ifndef RYX_COMMON_INPUT_H

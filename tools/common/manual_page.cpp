@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A page has what --help has, in the order and the words of manual pages. The formatter fills
 // paragraphs by itself; what the help indents, examples above all, has to stay as it is.
 

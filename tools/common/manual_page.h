@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Manual pages for man(1).
 
 #ifndef RYX_COMMON_MANUAL_PAGE_H

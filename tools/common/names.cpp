@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A suggestion helps only if it is rarely wrong: a name may have as many mistakes as a third of its
 // characters, and one more, and the beginning of a name is taken for it. Two neighbours that are
 // swapped count as one mistake, since that is what fingers do.

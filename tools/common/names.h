@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names that a user may misspell: of commands, options and values.
 
 #ifndef RYX_COMMON_NAMES_H

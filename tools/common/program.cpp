@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a process begins with is its parent's choice: closed streams, ignored signals, a limit to
 // the size of files. A tool that takes them as they come writes its report into a log that was
 // opened as descriptor 1, or goes on for minutes into a pipe that nobody reads. They are put in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every tool does around its work: the state that it puts the process in, how it speaks on
 // standard error, and how it ends.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What long work shows of itself while it lasts: a line on the terminal that is standard error.
 //
 //     exporting  45 % [#########...........] 1.2 of 2.7 GB, 310 MB/s, 0:05 left

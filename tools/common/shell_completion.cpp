@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each script is of plain words and tables that its shell looks through itself; the tool is not run
 // while somebody types. What a shell can complete depends on where the cursor is:
 //

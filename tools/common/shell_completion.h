@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Completion scripts, which complete commands, options and values in a shell.
 
 #ifndef RYX_COMMON_SHELL_COMPLETION_H

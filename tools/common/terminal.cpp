@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The environment's words on colour: NO_COLOR, set to anything but nothing, and CLICOLOR_FORCE, set
 // to anything but nothing and 0, are conventions of many tools. What the command line says stands
 // above both.

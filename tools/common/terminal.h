@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is known of the terminals that standard output and standard error may be.
 
 #ifndef RYX_COMMON_TERMINAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The places are found from the running program and not from where it was built, so that an
 // installation can be moved as a whole, and a build's own folder works without being installed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which build a tool is, and which reader plug-ins it would load.
 
 #ifndef RYX_COMMON_VERSION_TEXT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A parser by recursive descent, a function for each form, with the schema's types as its grammar:
 // what may stand at a place is what the field's kind says, so a field that is added to the schema
 // is read without a change here. JSON libraries refuse what people may write here: names without

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JSON documents read as chunks: what `dump` prints, and what people write by hand. Besides JSON
 // proper they may use comments, quotes of both kinds or none around names, commas at the end of
 // lists, hexadecimal numbers, and \xNN for a byte of a text.

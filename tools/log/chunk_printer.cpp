@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The schema's types lead through the tables, as in the parser, so that every field is printed,
 // with nothing here that names one. The text goes out in pieces of 64 KiB: a chunk of a few
 // kilobytes can stand for billions of events, and its document must not be held in memory. After a

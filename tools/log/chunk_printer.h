@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chunks as JSON documents, for people and scripts, and for `make` to read back.
 
 #ifndef RYX_LOG_CHUNK_PRINTER_H

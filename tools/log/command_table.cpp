@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each command is a row of the table, with a function that declares its options and returns what
 // runs it. The options are kept by a shared pointer, because CLI11 writes into them while it
 // parses, when the function that declared them has long returned. Usage that only shows when all

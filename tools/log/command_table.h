@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What ryx-profile-log can be told to do, and what its help says of it.
 
 #ifndef RYX_LOG_COMMAND_TABLE_H

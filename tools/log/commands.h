@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands of ryx-profile-log. Each returns why it failed; those that go on with the next
 // log after a failure print it, and return whether there was none. An operand "-" is standard
 // input, an output "-" standard output.

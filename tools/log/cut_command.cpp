@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages are copied table by table into new chunks, not by taking chunks over: a chunk usually
 // has messages that are wanted and others that are not, and redaction changes texts. A copy has
 // each table as often as it is named, so a chunk that shares its tables can grow beyond any size:

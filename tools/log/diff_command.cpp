@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The exit status is what this command is for: a pipeline stops at it, so it must not be 0 unless
 // everything was read and compared. What was damaged or could not be written makes it 2, after all
 // outputs that could be written have been; what has no verdict makes it 3.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-profile-log diff.
 
 #ifndef RYX_LOG_DIFF_COMMAND_H

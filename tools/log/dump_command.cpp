@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one command that shows a chunk which the end of the file cut short, as readers see it:
 // whoever looks for what is wrong with a log wants to see just that. It is still reported as
 // damage.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Expressions are compiled once, and shared by the copies of the functions that use them. A group
 // that took no part in a match is no group: the event then goes into none, which is not the same as
 // one whose name is empty.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Regular expressions of a command line. The engine is RE2, which takes time in proportion to the
 // text whatever the expression: names come from logs of anybody.
 

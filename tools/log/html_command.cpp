@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One log, or two sides, and one page. What can be refused is refused before a log is read: an
 // output that is a log, a file that is there, a build without the page. The page is made in memory
 // as a whole, and its file appears only then.

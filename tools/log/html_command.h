@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-profile-log html.
 
 #ifndef RYX_LOG_HTML_COMMAND_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log's summary in two forms: a table for people and a JSON document for scripts. The table gives
 // way to long names and to the width of a terminal; the document is the same wherever it goes, and
 // says of a damaged log where its damage is. It is counted in one pass, so that a log of any size

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A document has to give the same bytes again, and any JSON reader has to take it. The first is why
 // a run of backslashes is counted before it is known what they mean: only an "x" or a damaged byte
 // after them makes them ambiguous, and only then are they doubled. The second is why all that is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts and numbers of a log in JSON documents that every JSON reader takes, and that give the same
 // bytes again.
 //

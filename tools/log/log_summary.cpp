@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One pass over chunks that are overwritten after it, so whatever is kept is copied. Memory is
 // bounded by giving up on names: a log can have a graph of its own for each message, and those that
 // come after the first 4 MiB of names are counted together.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a log holds, counted while its chunks pass by.
 
 #ifndef RYX_LOG_LOG_SUMMARY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-profile-log: makes, inspects and mends profiling logs.
 
 #include <CLI/CLI.hpp>

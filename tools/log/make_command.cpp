@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Chunks are appended as they are read, so that a log of any size takes the memory of one chunk. A
 // fault in the last document still leaves nothing behind: the log appears with `commit`, after all
 // have been read.

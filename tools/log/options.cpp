@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whatever is wrong with an option's text is thrown as a validation error while CLI11 parses, so
 // that every command refuses it in the same words, and before it has touched a file.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The options that several commands of ryx-profile-log share, so that they read and mean the same
 // everywhere.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What salvage finds is written and reported in one pass, in the order of the file. A file that
 // looks like something else than a log is the exception: a gzip file would be reported as a long
 // list of damage, so its lines are held back until a chunk has been found in it, and if none is,

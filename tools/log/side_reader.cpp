@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "log/side_reader.h"
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The runs of one side of a comparison, from the operands that name them.
 
 #ifndef RYX_LOG_SIDE_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parse, read all logs, write once. All that can be wrong with the options is found before the
 // first log is read, because reading takes minutes and a wrong order is a waste of them; the output
 // is opened only when there is something to write, so that a failure leaves no empty file.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-profile-log stats.
 
 #ifndef RYX_LOG_STATS_COMMAND_H

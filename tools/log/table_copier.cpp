@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Copying follows the schema's types, like printing and parsing, and knows no field by its name: so
 // a redaction leaves no text out that somebody adds to the schema later. That the hash is of the
 // text alone, without a key, is on purpose: whoever has the original can find a name again in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tables copied from one log to another with every field that the schema knows: one that is added
 // to it is copied, too.
 

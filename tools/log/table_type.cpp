@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The types are read from the compiled schema that is built into the program, so that there is one
 // schema and no second description of it to keep in step. They lead to each other in circles
 // (events have events), which is why all tables are made first, at their final places, and filled

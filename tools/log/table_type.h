@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log's schema at run time, for code that treats all fields alike: it prints, reads and copies
 // a field that is added to the schema without a change.
 

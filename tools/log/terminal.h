@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The terminal that results are shown on, if it is one.
 
 #ifndef RYX_LOG_TERMINAL_H

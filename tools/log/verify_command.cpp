@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every log is checked, whatever is wrong with those before it, and gets one line. Verdicts go to
 // standard output, damage included, because they are what was asked for; only what keeps a log from
 // being read at all is an error.

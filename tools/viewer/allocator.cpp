@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The allocator of the programs that link this: mimalloc, on large pages.
 //
 // A log of hundreds of MB becomes twice as much memory in millions of small blocks, all of them

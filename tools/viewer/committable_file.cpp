@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The child is forked before the process is confined, so it keeps the rights of the user. It takes
 // no path and no bytes over the pipe, only "commit": whatever a log makes of the confined process,
 // all it can have committed is the one file that was chosen before.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Putting a file in its place from within the sandbox.
 //
 // A confined process may not rename files beside the report: with that right a log could do the

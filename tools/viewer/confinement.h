@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Confining the whole process, for good, before it does what a log tells it.
 //
 // A log names the files that its payloads go to, and a hostile one names anything. The kernel's own

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Compressed logs for readers, which know of files alone: an unnamed temporary file that one after
 // the other is decompressed into.
 

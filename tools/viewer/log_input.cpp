@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files and pipes part ways here. A file can be probed as often as it takes: before reading, for
 // what it looks like, and after a refusal, for the chunk that is damaged. What a pipe has given is
 // gone, so its first bytes are copied with tee(2), which leaves them in it. A pipe with a name is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A log as the command line names it, probed before a reader opens it by its path.
 //
 // Readers tell their host little: true or false, and a log line. So the viewer finds out first

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Kinds are told apart by the format, not by the text: a log can put a different name into each
 // line, but it cannot choose formats, so the table of kinds stays small. Errors are counted whether
 // they are shown or not, because they decide whether a report is kept and with what status the

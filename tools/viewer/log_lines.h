@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines that a plug-in logs, on standard error.
 //
 // A log can make a plug-in log a line for each of a million messages. Of lines of one kind, which

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ryx-profile-viewer: drives a reader plug-in over profiling logs.
 //
 // A plug-in says little about how it went, and may be anybody's: it returns true for a report that

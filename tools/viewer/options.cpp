@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two steps: CLI11 stores what was given, and `interpret` makes sense of it together, because what
 // one option means can depend on another (the format on the extension, what becomes of a file on
 // the format). Wrong usage is refused before a plug-in is loaded or a file is touched.

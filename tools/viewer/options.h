@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The viewer's command line.
 
 #ifndef RYX_VIEWER_OPTIONS_H

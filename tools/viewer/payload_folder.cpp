@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Readers save a payload under the name that the log gives it, relative to the working folder. So
 // the working folder is changed while a report is made, and only then: paths of later logs are
 // relative to the folder that the user is in.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The folder that object payloads are saved in.
 
 #ifndef RYX_VIEWER_PAYLOAD_FOLDER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Libraries are never unloaded: readers, their destructors and the callbacks of their threads are
 // code of the library, and none of them can be known to be done. A library that is found and cannot
 // be loaded ends the search with its reason; going on would load another build than the one that

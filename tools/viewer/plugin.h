@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reader plug-ins: finding one, loading it, and making readers with it.
 
 #ifndef RYX_VIEWER_PLUGIN_H

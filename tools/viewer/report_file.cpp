@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A class for each of the four cases. All but the direct one have the same question to settle: how
 // much of the file is whole reports, now that a reader has written to it by its path and may have
 // failed half-way. It is settled by sizes, taken while nobody else writes: in a temporary, in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file that reports go to, as a reader knows it: a path.
 //
 // What a reader writes may be cut short, by a full disk or exhausted memory, and other viewers may

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A reader's text goes three ways: straight through where nothing is to be done with it, or into a
 // file in memory, and from there to the report's file or to a terminal. In a report file every
 // report is whole, so text goes there only when its report has been kept.

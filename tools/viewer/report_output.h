@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where reports go: the file that the reader writes, and the text that it prints.
 //
 // A reader prints its text on standard output. That stays so for the text report, unless the text

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output is redirected at the descriptor, because that is the one place that C streams,
 // C++ streams and write(2) of a plug-in have in common. Streams hold text back, so both are flushed
 // before each change: what was printed before must not end up where what follows goes.

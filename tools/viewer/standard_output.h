@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output, and files in memory that stand in for it.
 
 #ifndef RYX_VIEWER_STANDARD_OUTPUT_H

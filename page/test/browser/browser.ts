@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A browser to open pages in, and pages to open: made by the tools from logs.
 //
 // Where the tools are: RYX_BIN, by default build/release/bin of this checkout.

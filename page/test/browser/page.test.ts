@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page in a real browser: what a reader does with it, what a hostile log does to it, and how long
 // large ones take.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A consumer releases what it was given when it likes, in any order: the stream before its batches,
 // a column before its batch or long after it, a structure from another place than where it was
 // filled, since structures may be moved. So whatever a structure needs hangs on its own

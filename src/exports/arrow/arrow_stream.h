@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tables of logs as streams of Arrow's C stream interface.
 
 #ifndef RYX_EXPORTS_ARROW_ARROW_STREAM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The C interface over the streams. Arguments are checked here, once; every function catches what
 // is thrown, since its caller may be no C++.
 //

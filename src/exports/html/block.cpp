@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Columns are packed before they are deflated: whole numbers as their distance from the least of
 // them, in as few bytes as the largest takes, and the first bytes of all rows before their second
 // ones. Bytes of one place are alike, which is what deflating lives on. 0 stands for absent, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A block of the page's data: texts, and tables of packed columns. docs/page.md has the layout, and
 // page/src/data.ts reads it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The data of a comparison's page: its head, and for each graph a block with the durations of both
 // sides and the changes of its events.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page of a comparison: the verdict, a card for each graph, what changed most, phases and
 // memory, and the data for what the script draws.
 

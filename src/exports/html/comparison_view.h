@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A comparison as its page shows it: graph by graph in the order of the log, and what is no
 // execution.
 

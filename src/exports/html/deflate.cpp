@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A piece ends with a flush, which puts it at a byte's end without closing the stream: so pieces
 // can be joined in any order and number, with one empty last block after them. Their checksums are
 // combined by length, without reading the bytes again. Piece by piece costs some compression,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // gzip streams put together from pieces that were compressed one by one, so that the size of each
 // is known before it is decided which go in.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Paths come in the order of their first samples, a parent not always before its children, and some
 // parents never: those that only lead to others have no samples. So a node is made for every step
 // of a path, and the order is put right at the end, without recursion.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Paths of events as the trees that they are, unit by unit.
 
 #ifndef RYX_EXPORTS_HTML_EVENT_FOREST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each kind of finding is tried on each graph, and names what passes its bar. The bars are low
 // enough to say something of every log, and what is said is sorted by the time that it is about.
 

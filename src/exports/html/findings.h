@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What to fix first: at most seven things, each with its evidence and its weight.
 
 #ifndef RYX_EXPORTS_HTML_FINDINGS_H

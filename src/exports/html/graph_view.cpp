@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The statistics of a row as the page needs them: events as a tree instead of paths, with what is
 // ranked, grouped and left out decided once, so that the tables, the findings and the data for the
 // script agree. Only time that no other ranked event has as well is ranked: what is below the main

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One graph as the page shows it: its events as a tree, what is ranked, and groups of it.
 
 #ifndef RYX_EXPORTS_HTML_GRAPH_VIEW_H

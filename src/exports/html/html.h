@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A run, or what changed between two, as one HTML file. docs/page.md says what is on the page and
 // what it is made of.
 

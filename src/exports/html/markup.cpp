@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one place where a log's text becomes markup. Names come from logs of anybody, and the page is
 // opened in a browser by somebody else: an escape that is missing here is a script that runs there.
 // What cannot be seen is shown as an escape, because marks of direction can make a name read as

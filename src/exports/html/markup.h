@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Markup, piece by piece: everything that is not a literal of this program is escaped.
 //
 // Names of a log go through `name`, which keeps them from turning the text around them (<bdi>) and

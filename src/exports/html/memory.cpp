@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The back end reports memory as events in bytes, some of which sum up what is below them. Adding
 // all would count such bytes twice, so an event is marked that has another one with bytes below it.
 // Children come right after their parents in the order of the log, which is why only the one before

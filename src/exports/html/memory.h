@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a log says about memory.
 
 #ifndef RYX_EXPORTS_HTML_MEMORY_H

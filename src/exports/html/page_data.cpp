@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The head of the data names its schema, so that a script can refuse data that it was not built
 // for; it is JSON, as everything that is not a long column of numbers.
 

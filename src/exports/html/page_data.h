@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the data of both kinds of page has in common.
 
 #ifndef RYX_EXPORTS_HTML_PAGE_DATA_H

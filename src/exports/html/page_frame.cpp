@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page without script: what is here can be read, printed and searched where no script runs, and
 // the script draws over it. Markers are replaced in the order in which they are in the template, in
 // one go from front to back, so that a name that looks like a marker is never taken for one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every page has: the template around it, its head, its sections.
 
 #ifndef RYX_EXPORTS_HTML_PAGE_FRAME_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page without a log: built from page/ and kept in the library. What a page adds goes in place
 // of {{title}}, {{body}} and {{data}}.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A figure that can be read at a glance beats one with all its digits: a value gets the unit that
 // keeps it short. The script writes numbers by the same rules (page/src/numbers.ts); where the two
 // differ, a figure changes when it is drawn, which looks like an error in the data.

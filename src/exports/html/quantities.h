@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numbers for people: grouped, with the unit that fits. page/src/numbers.ts writes the same.
 
 #ifndef RYX_EXPORTS_HTML_QUANTITIES_H

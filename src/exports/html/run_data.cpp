@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Distributions go in for every event; the samples behind them, one number for each execution, only
 // for as many events as the size of a page allows: the most expensive ones first, because these are
 // the ones that people look into. Each is packed and deflated before it is decided whether it goes

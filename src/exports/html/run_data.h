@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The data of a run's page: its head, and for each graph a block of events and one of samples.
 
 #ifndef RYX_EXPORTS_HTML_RUN_DATA_H

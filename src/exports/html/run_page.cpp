@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The page of one run: what C++ writes of it, and the data for what the script draws.
 //
 // It begins with an answer, a sentence on where the time went, and goes on from what to fix to

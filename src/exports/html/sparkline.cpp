@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two hundred points are all that can be seen at this size. Each shows the slowest execution of its
 // part, not their mean: a single slow one in ten thousand is what somebody looks for here.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The durations of a graph's executions as a small picture.
 
 #ifndef RYX_EXPORTS_HTML_SPARKLINE_H

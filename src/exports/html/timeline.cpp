@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Phases and executions share one axis, whose ends are the earliest start and the latest end that
 // the log has. Lines without times are listed all the same, where the log has them: that something
 // happened is worth more than when. Of too many lines the longest are kept.

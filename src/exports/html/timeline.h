@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What happened when: phases and executions against the time of the run.
 
 #ifndef RYX_EXPORTS_HTML_TIMELINE_H
