@@ -90,6 +90,12 @@ TEST_F(HtmlCommandTest, NothingOfALogBecomesMarkup) {
   EXPECT_EQ(read("built.html"), read("again.html"));
 }
 
+TEST_F(HtmlCommandTest, GroupsBeginAtTheLeft) {
+  EXPECT_EQ(1U, count(read("built.html"),
+                      "<svg class=\"stack\" aria-hidden=\"true\">"
+                      "<rect class=\"type-0\" x=\"0.00%\" width=\"8"));
+}
+
 TEST_F(HtmlCommandTest, NothingToDivideByIsDrawnAsNothing) {
   const auto makeSide = [this](const char* event, const char* log) {
     makeLog(std::string("{messages: [{timestamp: {}, timing: {start: 5, end: 5}, "
@@ -113,10 +119,11 @@ TEST_F(HtmlCommandTest, GraphsBeyondTheHundredthCountAllTheSame) {
   makeLog("{messages: [" + messages + "]}", "many.log");
   ASSERT_EQ(0, run("html many.log"));
   const std::string page = read("many.html");
-  for (const char* text :
-       {"<span>125 executions</span><span>125 graphs</span>",
-        "Of 125 graphs the 100 that take most time are shown.", "all of them 0.8 % of the time"})
+  for (const char* text : {"<span>125 executions</span><span>125 graphs</span>",
+                           "Of 125 graphs the 100 that take most time are shown.",
+                           "all of them 0.8 % of the time", "The 60 longest are shown."})
     EXPECT_EQ(1U, count(page, text)) << text;
+  EXPECT_EQ(60U, count(page, "<svg class=\"gantt\"")) << "all are equally long";
 }
 
 }  // namespace

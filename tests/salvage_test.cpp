@@ -253,6 +253,18 @@ const Damage kDamages[] = {
        bytes.erase(log.offset(chunk) + kSizePrefixBytes + 2 + variant,
                    log.chunks[chunk].size() / (2 + variant));
      }},
+    {"payload up to the next chunk's end", 1, false, false,
+     [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t, Random&) {
+       const size_t end = log.offset(std::min(chunk + 2, log.chunks.size()));
+       size_t payload = bytes.find(prefixed("payload", 7), log.offset(chunk));
+       if (payload >= log.offset(chunk + 1) || chunk + 1 == log.chunks.size()) {
+         bytes[log.offset(chunk) + 7] = 127;  // the root's offset
+         return;
+       }
+       payload += kSizePrefixBytes;
+       const std::string length = prefixed("", static_cast<uint32_t>(end - payload));
+       bytes.replace(payload - kSizePrefixBytes, kSizePrefixBytes, length);
+     }},
     {"bit flipped anywhere", 150, false, false,
      [](std::string& bytes, const SoundLog& log, size_t chunk, uint32_t, Random& random) {
        char& byte =
