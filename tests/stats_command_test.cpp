@@ -115,6 +115,11 @@ TEST_F(StatsCommandTest, TreesAreTakenApart) {
   ASSERT_EQ(1U, document_["warnings"].Size());
   EXPECT_STREQ("a.log: net (Execute): 1 sum beyond 64 bits, given as the nearest double",
                document_["warnings"][0].GetString());
+
+  makeLog(R"({messages: [{timestamp: {}, timing: {}, method_type: Execute, text: "net", events: [
+    {identifier: "wait", event_type: 405, unit: 1, value_kind: INT64, int_value: -1}]}]})",
+          "b.log");
+  EXPECT_TRUE(stats("b.log")["graphs"][0]["queue_wait_us"].IsNull());
 }
 
 TEST_F(StatsCommandTest, OptionsSayWhichEventsAndHow) {
@@ -250,6 +255,7 @@ TEST_F(StatsCommandTest, DamagedLogsGiveWhatComesBeforeTheDamage) {
   makeLog("", "empty.log");
   EXPECT_EQ(0U, stats("empty.log")["graphs"].Size());
   EXPECT_EQ(0, status_);
+  EXPECT_EQ("ryx-profile-log: empty.log: no message is selected\n", err_);
 }
 
 TEST_F(StatsCommandTest, NoNameBreaksATable) {

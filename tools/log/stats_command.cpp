@@ -123,6 +123,11 @@ bool run(const StatsOptions& options) {
   if (!readLogs(options.logPaths, statistics)) return false;
   for (const std::string& warning : statistics.warnings()) reportError(warning);
   if (statistics.samples().empty()) return false;
+  for (const LogSamples& samples : statistics.samples()) {
+    if (!samples.rows().empty()) continue;
+    for (const ReadLog& log : samples.logs())
+      if (!log.damage) reportError(log.name + ": no message is selected");
+  }
   const auto print = [&](const TextSink& sink) { write(statistics, options, format, sink); };
   return writeReport(options.outputPath, print) && statistics.isWhole();
 }
