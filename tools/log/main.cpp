@@ -18,11 +18,13 @@ constexpr char kName[] = "ryx-profile-log";
 
 constexpr char kExamples[] =
     "'ryx-profile-log help COMMAND' shows what a command does, and its options.\n"
+    "docs/guide.md answers questions about a run, each with the command for it;\n"
+    "packages install it below /usr/share/doc/ryx-profile-tools.\n"
     "Exit status: 0 on success, 1 on failure, 2 on wrong usage.\n\n"
     "Examples:\n"
-    "  ryx-profile-log dump run.log > run.json\n"
-    "  ryx-profile-log make run.json copy.log\n"
-    "  ryx-profile-log verify *.log\n"
+    "  ryx-profile-log stats run.log\n"
+    "  ryx-profile-log diff base.log new.log\n"
+    "  ryx-profile-log html run.log\n"
     "  ryx-profile-log salvage broken.log -o good.log\n"
     "  ryx-profile-log cut run.log -o part.log --graph det --last 10\n";
 
