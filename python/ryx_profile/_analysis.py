@@ -133,7 +133,7 @@ def diff(
     thresholds: percent by the name of the graph, phase or event that it is for.
     on_error: as `stats` takes it.
 
-    Returns the document that docs/ci.md describes; "verdict" is its point.
+    Returns the document that docs/statistics.md describes; "verdict" is its point.
     """
     base_sources = as_sources(base).with_on_error(on_error)
     new_sources = as_sources(new).with_on_error(on_error)
@@ -171,7 +171,14 @@ def _text(value: str | int | None) -> str | None:
 def _predicate(choice: Choice | None) -> Callable[[str], object] | None:
     if choice is None:
         return None
-    return choice if callable(choice) else re.compile(choice).search
+    return choice if callable(choice) else _expression(choice).search
+
+
+def _expression(text: str | re.Pattern[str]) -> re.Pattern[str]:
+    try:
+        return re.compile(text)
+    except re.error as error:
+        raise ValueError(f"{text!r} is no regular expression: {error}") from None
 
 
 def _grouping(by: Grouping) -> dict[str, object]:
@@ -180,7 +187,7 @@ def _grouping(by: Grouping) -> dict[str, object]:
         return {"by": by}
     if callable(by):
         return {"by": getattr(by, "__qualname__", repr(by)), "group_of": by}
-    expression = re.compile(by)
+    expression = _expression(by)
 
     def group_of(path: tuple[str, ...]) -> str | None:
         match = expression.search(path[-1])

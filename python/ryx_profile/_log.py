@@ -101,10 +101,13 @@ class Log:
             self._only_source("html without a base")
         if not force and os.path.lexists(path):
             raise FileExistsError(f"{os.fsdecode(path)}: exists; force=True replaces it")
-        base_paths = as_sources(base).paths if base is not None else ()
-        _native.check_logs(base_paths + self._sources.paths)
+        base_sources = Sources(()) if base is None else as_sources(base)
+        _native.check_logs(base_sources.paths + self._sources.paths)
         is_written, failures = _native.page(
-            base_paths, self._sources.paths, os.fsencode(path), self._sources.skips_damaged
+            base_sources.paths,
+            self._sources.paths,
+            os.fsencode(path),
+            base_sources.skips_damaged or self._sources.skips_damaged,
         )
         report(failures, are_skipped=is_written)
 

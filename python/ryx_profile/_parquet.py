@@ -36,7 +36,7 @@ def to_parquet(
     folder: Path,
     table: TableName = "events",
     *,
-    columns: Iterable[str] | None = None,
+    columns: str | Iterable[str] | None = None,
     graph: str | Iterable[str] | None = None,
     method: str | int | Iterable[str | int] | None = None,
     level: int | None = None,

@@ -138,7 +138,7 @@ def _temporary_beside(target: Path) -> Iterator[Path]:
     """Make a temporary that becomes the target in the end, or is removed where that fails.
 
     It is locked as long as it is written, so that one which a killed process has left can be told
-    from one of another run. The folder is locked while one appears or goes.
+    from one of another run. The folder is locked while one appears.
     """
     with _locked(target.parent):
         _remove_abandoned(target)
@@ -156,7 +156,8 @@ def _temporary_beside(target: Path) -> Iterator[Path]:
 
 def _remove_abandoned(target: Path) -> None:
     for temporary in target.parent.glob(f".{glob.escape(target.name)}.*.tmp"):
-        with temporary.open("rb") as file, suppress(BlockingIOError):
+        # Another run's may be locked, or become its target meanwhile.
+        with suppress(FileNotFoundError, BlockingIOError), temporary.open("rb") as file:
             fcntl.flock(file, fcntl.LOCK_EX | fcntl.LOCK_NB)
             temporary.unlink()
 

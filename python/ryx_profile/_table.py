@@ -30,14 +30,14 @@ class Selection:
 
     def narrowed(
         self,
-        columns: Iterable[str] | None,
+        columns: str | Iterable[str] | None,
         graph: str | Iterable[str] | None,
         method: str | int | Iterable[str | int] | None,
         level: int | None,
     ) -> Selection:
         """Return this with what is given in place of what was."""
         return Selection(
-            self.columns if columns is None else tuple(columns),
+            self.columns if columns is None else texts_of(columns),
             self.graphs if graph is None else texts_of(graph),
             self.methods if method is None else texts_of(method),
             self.level if level is None else level,
@@ -108,14 +108,14 @@ class Table:
     def select(
         self,
         *,
-        columns: Iterable[str] | None = None,
+        columns: str | Iterable[str] | None = None,
         graph: str | Iterable[str] | None = None,
         method: str | int | Iterable[str | int] | None = None,
         level: int | None = None,
     ) -> Table:
         """Return this table with less in it; what is left out is not decoded, and costs nothing.
 
-        columns: only these, in this order.
+        columns: only this, or these in this order.
         graph: only messages of this graph, or any of these, with their executions and events.
         method: likewise; names ("Execute", in any case) or numbers.
         level: only messages that a reader of this level shows, those below it, -128 to 127.

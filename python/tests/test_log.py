@@ -29,6 +29,7 @@ def test_a_selection_is_refused_at_once() -> None:
     events = rp.open(SAMPLE).events
     for options, message in [
         ({"columns": ["value", "x"]}, "events has no column x"),
+        ({"columns": "xyz"}, "events has no column xyz"),
         ({"columns": []}, "no column is selected"),
         ({"method": "x"}, "unknown method 'x'"),
         ({"level": 128}, "the level is not a number"),
@@ -121,7 +122,9 @@ def test_a_page_is_that_of_the_toolbox(damaged: Path, tmp_path: Path) -> None:
     assert not page.exists()
     with pytest.warns(rp.LogWarning, match=DAMAGE):
         rp.open(damaged, on_error="skip").html(page)
-    assert page.exists()
+    with pytest.warns(rp.LogWarning, match=DAMAGE):
+        rp.open(SAMPLE).html(page, base=rp.open(damaged, on_error="skip"), force=True)
+    assert f"<title>{Path(SAMPLE).name} against {damaged.name}" in page.read_text("utf-8")
 
 
 def test_the_extension_takes_the_c_library_and_zlib_alone() -> None:
