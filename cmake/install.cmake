@@ -26,8 +26,9 @@ install(DIRECTORY ${pages}/ DESTINATION ${CMAKE_INSTALL_DATADIR} COMPONENT tools
 
 # The documents, and the recorded logs that they show.
 set(docDir ${CMAKE_INSTALL_DATADIR}/doc/ryx-profile-tools)
-install(FILES README.md CHANGELOG.md DESTINATION ${docDir} COMPONENT tools)
-install(DIRECTORY docs samples DESTINATION ${docDir} COMPONENT tools PATTERN example EXCLUDE)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md LICENSE
+        DESTINATION ${docDir} COMPONENT tools)
+install(DIRECTORY docs samples DESTINATION ${docDir} COMPONENT tools)
 
 install(DIRECTORY include/ryx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
         FILES_MATCHING PATTERN "*.h")

@@ -50,6 +50,8 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libryx-profile1 (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "ryx-profile-tools (= ${PROJECT_VERSION})")
+# Each says what it is; the project's own summary would come before it.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION
 "viewer and toolbox for profiling logs of GPU inference runs
  Shows where the time and memory of a run went and whether it got worse: as

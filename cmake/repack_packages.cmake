@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Packs each package that CPack made once more, to mend what CPack does not do as Debian asks: the
 # time of all files is the packages', not that at which they were put together; the linker's cache is
-# dpkg's to renew, by a trigger; packages of debug symbols have checksums by the names that files have
+# dpkg's to renew, by a trigger; modes do not depend on who packs; packages of debug symbols have checksums by the names that files have
 # when installed, and the notices of the package that they belong to.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
   set(tree ${CPACK_TOPLEVEL_DIRECTORY}/repacked)
@@ -23,6 +23,8 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
       WORKING_DIRECTORY ${tree} OUTPUT_FILE ${tree}/DEBIAN/md5sums COMMAND_ERROR_IS_FATAL ANY)
   endif()
 
+  execute_process(
+    COMMAND chmod -R u=rwX,go=rX,a-s ${tree}/DEBIAN ${tree}/usr COMMAND_ERROR_IS_FATAL ANY)
   execute_process(
     COMMAND ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=${CPACK_RYX_PACKAGE_TIME}
       dpkg-deb --root-owner-group --build ${tree} ${package}

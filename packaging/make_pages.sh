@@ -7,6 +7,7 @@ set -euo pipefail
 bin=$1
 share=$2
 manuals=$share/man/man1
+rm -rf "$share"
 mkdir -p "$manuals" "$share/bash-completion/completions" "$share/zsh/vendor-completions" \
   "$share/fish/vendor_completions.d"
 

@@ -18,9 +18,9 @@ if [ -e "$out" ] && [ -n "$(ls -A "$out")" ]; then
   echo "release.sh: $1 is not empty" >&2
   exit 1
 fi
-if ! git diff --quiet HEAD; then
+if [ -n "$(git status --porcelain)" ]; then
   echo "release.sh: there are changes that are not committed, which no release can have:" >&2
-  git diff --stat HEAD >&2
+  git status --short >&2
   exit 1
 fi
 scripts/install-packages.sh "${build_packages[@]}" "${page_packages[@]}" "${python_packages[@]}"
@@ -43,6 +43,7 @@ build/release/bin/ryx-profile-log html samples/text-detection.log -o "$work/run.
 (cd build/release && cpack -G DEB -B "$work/packages")
 mv "$work/packages"/*.*deb "$files"
 make_python_environment
+rm -f build/python/CMakeCache.txt
 make_wheel "$work/wheels"
 mv "$work/wheels"/*.whl "$files"
 name=ryx-profile-$version

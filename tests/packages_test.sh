@@ -20,12 +20,12 @@ if [ "$(id -u)" != 0 ] || ! command -v dpkg-shlibdeps >/dev/null; then
   exit 77
 fi
 
-make_packages() { # folder
-  (umask 077 && cd "$build" && cpack -G DEB -B "$work/$1") >made.txt 2>&1 || { cat made.txt; exit 1; }
+make_packages() { # folder umask
+  (umask "$2" && cd "$build" && cpack -G DEB -B "$work/$1") >made.txt 2>&1 || { cat made.txt; exit 1; }
   rm -rf "$1/_CPack_Packages"
 }
-make_packages packages
-make_packages again
+make_packages packages 077
+make_packages again 022
 diff -r packages again || fail "the packages of one build differ"
 
 version=$(dpkg-deb -f packages/ryx-profile-tools_*.deb Version)
@@ -71,7 +71,7 @@ grep -q "$usr/lib" version.txt || fail "the plug-ins are not the installed ones"
 [ -e "$usr/share/ryx-profile/profile_log.fbs" ] || fail "the schema is missing"
 [ -e "$usr/share/man/man1/ryx-profile-log-diff.1.gz" ] || fail "manual pages are missing"
 [ -s "$about/docs/guide.md" ] || fail "the guide is missing"
-if grep -rlF -e "$source" -e "$build" "$root" --exclude-dir=dpkg; then
+if grep -rlF -e "$source/" -e "$build/" "$usr/bin" "$usr/lib"; then
   fail "the files above name the build's own folders"
 fi
 
