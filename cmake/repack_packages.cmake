@@ -16,6 +16,8 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
   execute_process(COMMAND dpkg-deb --field ${package} Package
     OUTPUT_VARIABLE name OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   if(name MATCHES "^(.*)-dbgsym$")
+    execute_process(
+      COMMAND find ${tree}/usr/lib/debug -type f -exec chmod a-x {} + COMMAND_ERROR_IS_FATAL ANY)
     file(MAKE_DIRECTORY ${tree}/usr/share/doc)
     file(CREATE_LINK ${CMAKE_MATCH_1} ${tree}/usr/share/doc/${name} SYMBOLIC)
     execute_process(

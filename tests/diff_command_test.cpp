@@ -58,6 +58,7 @@ TEST_F(DiffCommandTest, ExitStatusIsTheVerdict) {
       {"a.log fat.log", 1, "worse: 1 of 3 rows that gate"},
       {"a.log fat.log --ignore '^weights$'", 0, "not worse: none of 2 rows that gate"},
       {"a.log b.log --threshold 25", 0, "not worse: none of 3 rows that gate"},
+      {"a.log b.log --threshold 0 --noise 0", 1, "worse: 1 of 3 rows that gate"},
       {"a.log b.log --min-us 150", 0, "not worse: none of 3 rows that gate"},
       {"a.log b.log --gate events", 1, "worse: 2 of 4 rows that gate"},
       {"a.log renamed.log", 0, "not worse: none of 3 rows that gate"},
