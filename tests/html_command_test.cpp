@@ -91,9 +91,33 @@ TEST_F(HtmlCommandTest, NothingOfALogBecomesMarkup) {
 }
 
 TEST_F(HtmlCommandTest, GroupsBeginAtTheLeft) {
-  EXPECT_EQ(1U, count(read("built.html"),
-                      "<svg class=\"stack\" aria-hidden=\"true\">"
-                      "<rect class=\"type-0\" x=\"0.00%\" width=\"8"));
+  makeLog(R"({messages: [{timestamp: {}, timing: {start: 0, end: 100}, method_type: Execute,
+    text: "g", events: [{identifier: "a", unit: 1, value_kind: UINT64, uint_value: 90}]}]})",
+          "short.log");
+  ASSERT_EQ(0, run("html short.log"));
+  EXPECT_EQ(1U, count(read("short.html"),
+                      "<svg class=\"stack\" aria-hidden=\"true\"><rect "
+                      "class=\"type-0\" x=\"0.00%\" width=\"90.00%\""));
+}
+
+TEST_F(HtmlCommandTest, ComparisonsNameSevenChangesAtMost) {
+  const auto makeSide = [this](int number, const std::string& log) {
+    std::string messages = R"({timestamp: {}, timing: {start: 0, end: 5}, method_type: Finalize,
+      text: "g", events: [{identifier: "weights", unit: 2, value_kind: UINT64, uint_value: )" +
+                           std::to_string(number * 4096) + "}]}";
+    std::string events;
+    for (int i = 0; i < 12; ++i)
+      events += "{identifier: \"" + std::string(1, static_cast<char>('a' + i)) +
+                "\", unit: 1, value_kind: UINT64, uint_value: " + std::to_string(number) + "},";
+    for (int i = 0; i < 40; ++i)
+      messages += ", {timestamp: {}, timing: {start: 0, end: " + std::to_string(13 * number) +
+                  "}, method_type: Execute, text: \"g\", events: [" + events + "]}";
+    makeLog("{messages: [" + messages + "]}", log);
+  };
+  makeSide(500, "base.log");
+  makeSide(900, "next.log");
+  ASSERT_EQ(0, run("html base.log next.log -o two.html"));
+  EXPECT_EQ(7U, count(read("two.html"), "<li><p class=\"what\">"));
 }
 
 TEST_F(HtmlCommandTest, NothingToDivideByIsDrawnAsNothing) {
