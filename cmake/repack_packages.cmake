@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # Packs each package that CPack made once more, to mend what CPack does not do as Debian asks: the
-# time of all files is the packages', not that at which they were put together; the linker's cache is
-# dpkg's to renew, by a trigger; modes do not depend on who packs; packages of debug symbols have checksums by the names that files have
-# when installed, and the notices of the package that they belong to.
+# time of all files is the packages', not that at which they were put together; modes do not depend on
+# who packs; the linker's cache is dpkg's to renew, by a trigger; packages of debug symbols have
+# checksums by the names that files have when installed, and the notices of the package that they
+# belong to.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
   set(tree ${CPACK_TOPLEVEL_DIRECTORY}/repacked)
   file(REMOVE_RECURSE ${tree})

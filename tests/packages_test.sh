@@ -46,7 +46,10 @@ fi
 root=$work/root
 mkdir -p "$root/var/lib/dpkg"/{info,updates,triggers}
 touch "$root/var/lib/dpkg/status" "$root/var/lib/dpkg/available"
-in_root() { dpkg --root="$root" --log=/dev/null --force-depends --force-script-chrootless --path-include='*' "$@" >>dpkg.txt 2>&1 || { cat dpkg.txt; exit 1; }; }
+in_root() {
+  dpkg --root="$root" --log=/dev/null --force-depends --force-script-chrootless \
+    --path-include='*' "$@" >>dpkg.txt 2>&1 || { cat dpkg.txt; exit 1; }
+}
 files_in_root() { find "$root" -path "$root/var/lib/dpkg" -prune -o -mindepth 1 -print | sort; }
 
 before=$(files_in_root)
